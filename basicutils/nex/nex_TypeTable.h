@@ -1,0 +1,12 @@
+// The exception module's process-wide objects: its type-table entry, the two
+// out-of-memory advice texts and the allocator's exhaustion handler. Made by
+// nex_initialize and released by nex_finalize; not for direct use.
+#pragma once
+
+#include "VNKUTI_BasicExport.h"
+
+class VNKUTI_BASIC_API nex_TypeTable {
+ public:
+  static void Create();
+  static void Destroy();
+};

@@ -1,0 +1,14 @@
+#include "UTI_CoreUtils.h"
+#include "uti/UTI_BasicUtils.h"
+
+namespace {
+constinit unsigned g_Uses = 0;
+}
+
+void pdc_initialize(int& count) {
+  if (!UTI_ModuleEnter(g_Uses, count, "pdc")) return;
+}
+
+void pdc_finalize(int& count) {
+  if (!UTI_ModuleLeave(g_Uses, count, "pdc")) return;
+}

@@ -1,0 +1,14 @@
+#include "UTI_CoreUtils.h"
+#include "uti/UTI_BasicUtils.h"
+
+namespace {
+constinit unsigned g_Uses = 0;
+}
+
+void pnt_initialize(int& count) {
+  if (!UTI_ModuleEnter(g_Uses, count, "pnt")) return;
+}
+
+void pnt_finalize(int& count) {
+  if (!UTI_ModuleLeave(g_Uses, count, "pnt")) return;
+}

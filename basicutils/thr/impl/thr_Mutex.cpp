@@ -1,0 +1,34 @@
+#include "thr/thr_Mutex.h"
+
+#include "plt/plt_Mutex.h"
+#include "thr/thr_GlobalLock.h"
+
+thr_Mutex::thr_Mutex(unsigned int initial) : m_Locked(initial), m_Section(plt_MutexCreate()) {}
+
+thr_Mutex::~thr_Mutex() { plt_MutexDestroy(m_Section); }
+
+void thr_Mutex::Lock() {
+  plt_MutexLock(m_Section);
+  m_Locked.store(1, std::memory_order_relaxed);
+}
+
+void thr_Mutex::Unlock() {
+  m_Locked.store(0, std::memory_order_relaxed);
+  plt_MutexUnlock(m_Section);
+}
+
+int thr_Mutex::TryLock() {
+  if (m_Locked.load(std::memory_order_relaxed) == 1) return 0;
+  if (!plt_MutexTryLock(m_Section)) return 0;
+  m_Locked.store(1, std::memory_order_relaxed);
+  return 1;
+}
+
+// ------------------------------------------------------------ global lock
+
+template class omi_Singleton<thr_GlobalLock>;
+
+thr_GlobalLock::thr_GlobalLock() : m_Mutex(new thr_Mutex(0)) {}
+thr_GlobalLock::~thr_GlobalLock() { delete m_Mutex; }
+void thr_GlobalLock::Lock() { m_Mutex->Lock(); }
+void thr_GlobalLock::Unlock() { m_Mutex->Unlock(); }
