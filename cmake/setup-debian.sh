@@ -1,7 +1,7 @@
 #!/bin/sh
 # Installs the Debian packages the build needs when they are missing: with
 # apt-get when running as root, otherwise it prints the command and stops.
-PKGS="cmake ninja-build g++ make libgtest-dev libbenchmark-dev pkg-config python3"
+PKGS="cmake ninja-build g++ make libgtest-dev libbenchmark-dev pkg-config python3 libisal-dev libssl-dev"
 missing=""
 for p in $PKGS; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"
