@@ -1,0 +1,28 @@
+// Umbrella header: every public header of VNKUTI_BasicUtils and VNKUTI_CoreUtils.
+// Written by cmake/make-umbrella.sh; do not edit by hand.
+#pragma once
+
+#include "UTI_CoreUtils.h"
+#include "VNKUTI_CoreExport.h"
+#include "aio/aio_ostream.h"
+#include "atr/atr_String.h"
+#include "atr/atr_StringBase.h"
+#include "atr/atr_Translate.h"
+#include "mem/mem_Alloc.h"
+#include "mem/mem_StdAllocator.h"
+#include "omi/omi_Swapper.h"
+#include "VNKUTI_BasicExport.h"
+#include "cow/cow_COW.h"
+#include "cow/cow_CountedHld.h"
+#include "cow/cow_IntrusiveCountedBase.h"
+#include "cow/cow_String.h"
+#include "cow/cow_SystemErrorCode.h"
+#include "mem/mem_AllocationOperators.h"
+#include "nex/nex_Exception.h"
+#include "nex/nex_TypeTable.h"
+#include "omi/omi_Singleton.h"
+#include "thr/thr_GlobalLock.h"
+#include "thr/thr_Mutex.h"
+#include "typ/typ_ArchCompTable.h"
+#include "typ/typ_DebugFlags.h"
+#include "uti/UTI_BasicUtils.h"
