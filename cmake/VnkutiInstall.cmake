@@ -9,7 +9,7 @@ foreach(root coreutils basicutils)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/${root}/
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/VNKUTI
     FILES_MATCHING PATTERN "*.h"
-    PATTERN "impl" EXCLUDE PATTERN "posix" EXCLUDE PATTERN "win32" EXCLUDE)
+    PATTERN "impl" EXCLUDE PATTERN "plt" EXCLUDE)
 endforeach()
 
 set(_cfgdir ${CMAKE_INSTALL_LIBDIR}/cmake/VNKUTI)
