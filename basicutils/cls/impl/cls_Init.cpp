@@ -1,12 +1,35 @@
 #include "UTI_CoreUtils.h"
+#include "typ/typ_ArchCompTable.h"
 #include "uti/UTI_BasicUtils.h"
 
 namespace {
 constinit unsigned g_Uses = 0;
-}
+
+// The module's classes in the type table, class number k at index k - 1.
+// Class 1 (0x230001) is the stored form of every primitive array
+// (cls_ArrayPrim<T>) and of the list and array exchange types; class 2
+// (0x230002) that of the string-to-unsigned map exchange type.
+constexpr unsigned kRoot = 1;
+constexpr typ_Entry kClsEntries[] = {
+    {kRoot, "cls_InternalList", 4},     // 0x230001
+    {kRoot, "cls_InternalMap", 4},      // 0x230002
+    {kRoot, "cls_SimpleArrayPrim", 4},  // 0x230003
+    {kRoot, "cls_2dArrayPrim", 4},      // 0x230004
+    {kRoot, "cls_xpString", 4},         // 0x230005
+    {kRoot, "cls_xpTrString", 4},       // 0x230006
+    {kRoot, "cls_xpList", 4},           // 0x230007
+    {kRoot, "cls_xpMap", 4},            // 0x230008
+    {kRoot, "cls_Blob", 4},             // 0x230009
+};
+constexpr unsigned short kClsModule = 35;
+}  // namespace
 
 void cls_initialize(int& count) {
   if (!UTI_ModuleEnter(g_Uses, count, "cls")) return;
+  typ_ArchCompEntry e;
+  e.m_Entries = kClsEntries;
+  e.m_Count = sizeof(kClsEntries) / sizeof(kClsEntries[0]);
+  typ_ArchCompTable::InsertEntry(kClsModule, e);
 }
 
 void cls_finalize(int& count) {

@@ -1,14 +1,17 @@
 #include "UTI_CoreUtils.h"
 #include "uti/UTI_BasicUtils.h"
+#include "utl/utl_Version.h"
 
 namespace {
 constinit unsigned g_Uses = 0;
 }
 
+// On POSIX, sockets need no start-up and no clean-up.
 void utl_initialize(int& count) {
   if (!UTI_ModuleEnter(g_Uses, count, "utl")) return;
 }
 
 void utl_finalize(int& count) {
   if (!UTI_ModuleLeave(g_Uses, count, "utl")) return;
+  utl_Version::Destroy();
 }
