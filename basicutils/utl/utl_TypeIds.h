@@ -1,0 +1,26 @@
+// Type ids of the utl module's persistent classes: module number 33, so an
+// id is 33 * 65536 + the class number. The type table entry that names them
+// is inserted by utl_initialize (utl/impl/utl_TypeTable.cpp); a new class
+// takes the next number there and here.
+#pragma once
+
+constexpr unsigned utl_ModuleNumber = 33;
+constexpr unsigned utl_TypeIdOf(unsigned classNumber) { return utl_ModuleNumber * 65536u + classNumber; }
+
+enum utl_ClassNumber : unsigned {
+  utl_ClassFileExceptionClose = 1,
+  utl_ClassFileExceptionExtend,
+  utl_ClassFileExceptionSeek,
+  utl_ClassFileExceptionLocation,
+  utl_ClassFileExceptionFlush,
+  utl_ClassFileExceptionRead,
+  utl_ClassFileExceptionWrite,
+  utl_ClassFileExceptionSize,
+  utl_ClassFileExceptionOpen,
+  utl_ClassFileExceptionNoFile,
+  utl_ClassFileExceptionFull,
+  utl_ClassBinStreamException,
+  utl_ClassBinStreamWriteError,
+  utl_ClassBinStreamReadError,
+  utl_ClassBinStreamEOF,
+};
