@@ -18,7 +18,12 @@
 
 #if defined(UTL_CRC32_HAVE_CLMUL)
 
+// GCC 12 reports the intrinsics' own _mm512_undefined_* values as maybe
+// uninitialized once they are inlined; the warning belongs to the header.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #include <immintrin.h>
+#pragma GCC diagnostic pop
 
 namespace utl_crc32_impl {
 namespace {
