@@ -1,4 +1,5 @@
 #include "UTI_CoreUtils.h"
+#include "cls/cls_ClassRegistrar.h"
 #include "typ/typ_ArchCompTable.h"
 #include "uti/UTI_BasicUtils.h"
 
@@ -34,4 +35,5 @@ void cls_initialize(int& count) {
 
 void cls_finalize(int& count) {
   if (!UTI_ModuleLeave(g_Uses, count, "cls")) return;
+  omi_Singleton<cls_MetadataRegistrar>::Destroy();
 }

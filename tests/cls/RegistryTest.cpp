@@ -1,0 +1,280 @@
+// Class metadata, the registrar and the metadata registrar.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <vector>
+
+#include "cls/cls_ClassRegistrar.h"
+#include "support/TestSupport.h"
+
+namespace {
+
+// Lookups of a private registrar without the exception module's hooks.
+class NoHooks {
+ public:
+  NoHooks()
+      : m_Class(cls_ClassRegistrar::SetClassHook(nullptr)),
+        m_Version(cls_ClassRegistrar::SetVersionHook(nullptr)),
+        m_Name(cls_ClassRegistrar::SetNameHook(nullptr)) {}
+  ~NoHooks() {
+    cls_ClassRegistrar::SetClassHook(m_Class);
+    cls_ClassRegistrar::SetVersionHook(m_Version);
+    cls_ClassRegistrar::SetNameHook(m_Name);
+  }
+
+ private:
+  cls_ClassRegistrar::ClassHook m_Class;
+  cls_ClassRegistrar::VersionHook m_Version;
+  cls_ClassRegistrar::NameHook m_Name;
+};
+
+class ScopedEnv {
+ public:
+  ScopedEnv(const char* name, const char* value) : m_Name(name) {
+    if (value) {
+      setenv(name, value, 1);
+    } else {
+      unsetenv(name);
+    }
+  }
+  ~ScopedEnv() { unsetenv(m_Name); }
+
+ private:
+  const char* m_Name;
+};
+
+constexpr unsigned kA = 0x230101, kB = 0x230102, kC = 0x230103;
+
+TEST(ClassRegistrar, RepeatedRegistrationKeepsTheFirstRecord) {
+  NoHooks nh;
+  ScopedEnv env("VORNIK_SITE", nullptr);
+  cls_ClassRegistrar r;
+  cls_ClassMetadata& first = r.CreateClassMD("nex_Exception", 0x1F0001, 800, nullptr, 1);
+  vnktest::CaptureCerr quiet;
+  cls_ClassMetadata& again = r.CreateClassMD("other name", 0x1F0001, 800, nullptr, 1).AddTableExtentQuantum(9);
+  EXPECT_EQ(&first, &again);
+  EXPECT_EQ(first.TableExtentQuantum(), 9);  // the chain landed on the first record
+  EXPECT_EQ(quiet.Text(), "");
+  EXPECT_EQ(r.GetHistoryMDList().Count(), 1);
+  EXPECT_EQ(r.GetClassID("other name"), 0u);
+  EXPECT_EQ(r.GetClassID("nex_Exception"), 0x1F0001u);
+}
+
+TEST(ClassRegistrar, RepeatedRegistrationWarnsUnderVornikSite) {
+  NoHooks nh;
+  ScopedEnv env("VORNIK_SITE", "");  // any value, even empty
+  cls_ClassRegistrar r;
+  r.CreateClassMD("nex_Exception", 0x1F0001, 800, nullptr, 1);
+  vnktest::CaptureCerr err;
+  r.CreateClassMD("nex_Exception", 0x1F0001, 800, nullptr, 1);
+  r.CreateClassMD("", 0x1F0001, 800, nullptr, 1);
+  EXPECT_EQ(err.Text(),
+            "WARNING: Metadata for class nex_Exception version 800 has been initialized more than once.\n"
+            "WARNING: Metadata for class  version 800 has been initialized more than once.\n");
+}
+
+TEST(ClassRegistrar, LatestMapKeepsTheHighestVersion) {
+  NoHooks nh;
+  cls_ClassRegistrar r;
+  r.CreateClassMD("B", kB, 2, nullptr, 1);
+  r.CreateClassMD("B-renamed", kB, 1, nullptr, 1);
+  r.CreateClassMD("A", kA, 1, nullptr, 1);
+  EXPECT_EQ(r.GetLastClassVersionNumber(kB), 2);
+  EXPECT_EQ(r.ConstGet(kB)->Version(), 2);
+  EXPECT_EQ(r.GetClassMetadata(kB, 1)->ClassName(), "B-renamed");
+
+  cow_List<cls_ClassMetadataHld> history = r.GetHistoryMDList();
+  ASSERT_EQ(history.Count(), 3);
+  EXPECT_EQ(history[0]->ClassID(), kA);
+  EXPECT_EQ(history[1]->Version(), 1);
+  EXPECT_EQ(history[2]->Version(), 2);
+  cow_List<cls_ClassMetadataHld> latest = r.GetMDList();
+  ASSERT_EQ(latest.Count(), 2);
+  EXPECT_EQ(latest[0]->ClassID(), kA);
+  EXPECT_EQ(latest[1], r.ConstGet(kB));
+
+  r.CreateClassMD("B3", kB, 3, nullptr, 1);  // newer: replaces, name map untouched
+  EXPECT_EQ(r.ConstGet(kB)->ClassName(), "B3");
+  EXPECT_EQ(r.GetClassID("B3"), 0u);
+  EXPECT_EQ(r.GetClassID("B"), kB);
+}
+
+TEST(ClassRegistrar, VersionNeighbours) {
+  NoHooks nh;
+  cls_ClassRegistrar r;
+  for (int v : {7, 1, 5, 2}) r.CreateClassMD("A", kA, v, nullptr, 1);
+  r.CreateClassMD("B", kB, 4, nullptr, 1);  // another class's versions must not count
+  EXPECT_EQ(r.GetFirstClassVersionNumberGREQ(kA, 3), 5);
+  EXPECT_EQ(r.GetFirstClassVersionNumberGREQ(kA, 5), 5);
+  EXPECT_EQ(r.GetFirstClassVersionNumberGREQ(kA, 8), -1);
+  EXPECT_EQ(r.GetPreviousClassVersionNumber(kA, 5), 2);
+  EXPECT_EQ(r.GetPreviousClassVersionNumber(kA, 1), -1);
+  EXPECT_EQ(r.GetPreviousClassVersionNumber(kA, 100), 7);
+  EXPECT_EQ(r.GetFirstClassVersionNumberGREQ(kC, 0), -1);
+}
+
+TEST(ClassRegistrar, InheritanceFollowsRegisteredBases) {
+  NoHooks nh;
+  cls_ClassRegistrar r;
+  r.CreateClassMD("A", kA, 1, nullptr, 1);
+  r.CreateClassMD("B", kB, 1, nullptr, kA);
+  r.CreateClassMD("C", kC, 1, nullptr, kB);
+  EXPECT_TRUE(r.InheritanceCheck(0x99, 0x99));  // itself, even unregistered
+  EXPECT_TRUE(r.InheritanceCheck(kC, kA));
+  EXPECT_TRUE(r.InheritanceCheck(kC, 1));
+  EXPECT_FALSE(r.InheritanceCheck(kA, kC));
+  EXPECT_FALSE(r.InheritanceCheck(0x99, kA));
+}
+
+int g_Deleted = 0;
+void DtorA(cls_IntCOW*) { g_Deleted += 1; }
+void DtorB(cls_IntCOW*) { g_Deleted += 10; }
+
+TEST(ClassRegistrar, DeleteCowUsesTheNearestDestructor) {
+  NoHooks nh;
+  cls_ClassRegistrar r;
+  r.CreateClassMD("A", kA, 1, nullptr, 1).AddDtor(&DtorA);
+  r.CreateClassMD("B", kB, 1, nullptr, kA);
+  r.CreateClassMD("C", kC, 1, nullptr, kB).AddDtor(&DtorB);
+  cls_IntCOW cow;
+  g_Deleted = 0;
+  EXPECT_FALSE(r.DeleteCow(1, &cow));
+  EXPECT_TRUE(r.DeleteCow(kB, &cow));  // inherits A's
+  EXPECT_EQ(g_Deleted, 1);
+  EXPECT_TRUE(r.DeleteCow(kC, &cow));
+  EXPECT_EQ(g_Deleted, 11);
+  EXPECT_FALSE(r.DeleteCow(0x99, &cow));  // unknown and no hook: nothing found
+}
+
+TEST(ClassRegistrar, FailedLookupsAnswerDefaultsWithoutHooks) {
+  NoHooks nh;
+  cls_ClassRegistrar r;
+  EXPECT_TRUE(r.ConstGet(kA).IsEmpty());
+  EXPECT_TRUE(r.GetClassMetadata(kA, 3).IsEmpty());
+  EXPECT_EQ(r.GetClassID("nothing"), 0u);
+  EXPECT_EQ(r.GetLastClassVersionNumber(kA), -1);
+  EXPECT_FALSE(r.ClassIsPresent(kA));
+  r.DeleteClass("alias", kB);
+  r.DeleteClass("alias", kC);  // the first entry stays
+  EXPECT_EQ(r.GetClassID("alias"), kB);
+}
+
+TEST(ClassMetadata, BuildersAndDefaults) {
+  NoHooks nh;
+  cls_ClassRegistrar r;
+  cls_ClassMetadata& md = r.CreateClassMD("A", kA, 1, nullptr, 1);
+  EXPECT_EQ(md.TableExtentQuantum(), 4);
+  EXPECT_EQ(md.MaxFieldID(), -1);
+  EXPECT_EQ(md.GetDtorFunction(), nullptr);
+  md.AddAttribute(cls_FieldHandle("b", 7), cls_AttrInt, 1, cls_CollNone)
+      .AddAttribute(cls_FieldHandle("a", 3), cls_AttrArray, 0x230003, cls_CollectionType(53))
+      .AddAttribute(cls_FieldHandle("a", 9), cls_AttrInt, 1, cls_CollNone);  // repeated name: ignored
+  EXPECT_EQ(md.MaxFieldID(), 7);
+  EXPECT_EQ(md.GetAttribute("a").m_FieldID, 3);
+  EXPECT_EQ(md.GetAttribute("a").m_CollectionType, 53);
+  const cls_AttributeMetadata& absent = md.GetAttribute("zz");
+  EXPECT_EQ(absent.m_FieldID, -1);
+  EXPECT_EQ(absent.m_CollectionType, cls_CollNone);
+}
+
+TEST(ClassMetadataDeathTest, ClassThatIsItsOwnBaseAborts) {
+  EXPECT_DEATH(
+      {
+        cls_ClassRegistrar r;
+        r.CreateClassMD("Loop", kA, 1, nullptr, kA);
+      },
+      "ODB metadat for class: Loop\n"
+      "  Is incorrectly defined\\.  The base class ID is\n"
+      "  the same as the class ID\\.  Please correct this\\.\n");
+}
+
+// ------------------------------------------------------ metadata registrar
+
+std::vector<const cls_ClassRegistrar*> g_Calls;
+void RecordF(cls_ClassRegistrar& r) { g_Calls.push_back(&r); }
+std::vector<int> g_Order;
+void Reg1(cls_ClassRegistrar&) { g_Order.push_back(1); }
+void Reg2(cls_ClassRegistrar&) { g_Order.push_back(2); }
+void Reg4(cls_ClassRegistrar&) { g_Order.push_back(4); }
+
+TEST(MetadataRegistrar, MaskSevenCallsFirstThirdSecond) {
+  cls_MetadataRegistrar m;
+  g_Calls.clear();
+  m.initClassMetadata(&RecordF, 7);
+  ASSERT_EQ(g_Calls.size(), 3u);
+  EXPECT_EQ(g_Calls[0], &m.GetRegistrar(1));
+  EXPECT_EQ(g_Calls[1], &m.GetRegistrar(2));
+  EXPECT_EQ(g_Calls[2], &m.GetRegistrar(4));
+  EXPECT_EQ(m.GetFunctions(1).Count(), 1);
+  EXPECT_EQ(m.GetFunctions(4).Count(), 1);
+
+  cls_ClassRegistrar mine;
+  g_Calls.clear();
+  m.initMetadata(&mine, 2);  // bit 2 has no list
+  EXPECT_TRUE(g_Calls.empty());
+}
+
+TEST(MetadataRegistrar, ReplayFollowsRegistrationOrderBitOneFirst) {
+  cls_MetadataRegistrar m;
+  g_Order.clear();
+  m.initClassMetadata(&Reg4, 4);
+  m.initClassMetadata(&Reg1, 1);
+  m.initClassMetadata(&Reg2, 2);  // called at once, never remembered
+  m.initClassMetadata(&Reg1, 5);
+  EXPECT_EQ(g_Order, (std::vector<int>{4, 1, 2, 1, 1}));
+  g_Order.clear();
+  cls_ClassRegistrar mine;
+  m.initMetadata(&mine, 7);
+  EXPECT_EQ(g_Order, (std::vector<int>{1, 1, 4, 1}));
+  g_Order.clear();
+  m.initMetadata(&mine, 4);
+  EXPECT_EQ(g_Order, (std::vector<int>{4, 1}));
+}
+
+// ------------------------------------------------------ collection types
+
+TEST(CollectionTypes, FixFollowsTheTable) {
+  struct Row {
+    int generic, b, d, f, i, s, u;
+  };
+  const Row rows[] = {
+      {5, 5, 5, 5, 3, 2, 5},          {50, 51, 52, 53, 54, 55, 57},   {60, 61, 62, 63, 64, 65, 66},
+      {70, 71, 72, 73, 74, 75, 76},   {80, 81, 82, 83, 84, 85, 87},   {90, 91, 92, 93, 94, 95, 96},
+      {100, 101, 102, 103, 104, 105, 106},
+  };
+  for (const Row& r : rows) {
+    cls_CollectionType g = static_cast<cls_CollectionType>(r.generic);
+    EXPECT_EQ(cls_CollectionTypeFix(g, static_cast<bool*>(nullptr)), r.b) << r.generic;
+    EXPECT_EQ(cls_CollectionTypeFix(g, static_cast<double*>(nullptr)), r.d) << r.generic;
+    EXPECT_EQ(cls_CollectionTypeFix(g, static_cast<float*>(nullptr)), r.f) << r.generic;
+    EXPECT_EQ(cls_CollectionTypeFix(g, static_cast<int*>(nullptr)), r.i) << r.generic;
+    EXPECT_EQ(cls_CollectionTypeFix(g, static_cast<cow_String*>(nullptr)), r.s) << r.generic;
+    EXPECT_EQ(cls_CollectionTypeFix(g, static_cast<unsigned int*>(nullptr)), r.u) << r.generic;
+  }
+  // Outside the rows, and between them, values come back unchanged.
+  for (int v : {0, 1, 4, 6, 49, 51, 55, 99, 101, 110, -50}) {
+    cls_CollectionType t = static_cast<cls_CollectionType>(v);
+    EXPECT_EQ(cls_CollectionTypeFix(t, static_cast<int*>(nullptr)), v);
+    EXPECT_EQ(cls_CollectionTypeFix(t, static_cast<unsigned int*>(nullptr)), v);
+    EXPECT_EQ(cls_CollectionTypeFix(t, static_cast<cow_String*>(nullptr)), v);
+  }
+}
+
+TEST(CollectionTypes, MatchRules) {
+  auto M = [](int d, int r) {
+    return cls_CollectionsMatch(static_cast<cls_CollectionType>(d), static_cast<cls_CollectionType>(r));
+  };
+  EXPECT_TRUE(M(93, 2));
+  EXPECT_FALSE(M(2, 93));
+  EXPECT_TRUE(M(4, 2));
+  EXPECT_TRUE(M(96, 2));
+  EXPECT_FALSE(M(97, 2));
+  EXPECT_FALSE(M(100, 2));
+  EXPECT_TRUE(M(100, 3));
+  EXPECT_TRUE(M(106, 3));
+  EXPECT_FALSE(M(4, 3));
+  EXPECT_TRUE(M(54, 54));
+  EXPECT_FALSE(M(54, 53));
+}
+
+}  // namespace
