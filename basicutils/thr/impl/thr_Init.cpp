@@ -1,5 +1,10 @@
 #include "UTI_CoreUtils.h"
+#include "thr/thr_Functions.h"
 #include "thr/thr_GlobalLock.h"
+#include "thr/thr_GlobalSingleton.h"
+#include "thr/thr_LockPool.h"
+#include "thr/thr_ThreadPool.h"
+#include "thr/thr_ThreadSingleton.h"
 #include "uti/UTI_BasicUtils.h"
 
 namespace {
@@ -9,9 +14,19 @@ constinit unsigned g_Uses = 0;
 void thr_initialize(int& count) {
   if (!UTI_ModuleEnter(g_Uses, count, "thr")) return;
   omi_Singleton<thr_GlobalLock>::Instance();
+  thr_installSignalHandler(true, true);
 }
 
 void thr_finalize(int& count) {
   if (!UTI_ModuleLeave(g_Uses, count, "thr")) return;
+  // The pool first: its workers' tasks may use any other singleton.
+  thr_GlobalSingletonBase<thr_ThreadPool>::Finalize();
+  // Global singletons their owners left alive, newest first; the registry
+  // stays for the calling thread's own objects.
+  thr_GlobalSingletonCore::FinalizeAll(thr_GlobalSingletonBase<thr_ThrSingletonRegistry>::LinkOf());
+  thr_ThreadSingletonBase<thr_ThreadId>::ReleaseCurrentThread();
+  thr_GlobalSingletonBase<thr_ThrSingletonRegistry>::Finalize();
+  omi_Singleton<thr_LockPool>::Destroy();
+  thr_installSignalHandler(false, false);
   omi_Singleton<thr_GlobalLock>::Destroy();
 }

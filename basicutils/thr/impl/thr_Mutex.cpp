@@ -3,23 +3,29 @@
 #include "plt/plt_Mutex.h"
 #include "thr/thr_GlobalLock.h"
 
-thr_Mutex::thr_Mutex(unsigned int initial) : m_Locked(initial), m_Section(plt_MutexCreate()) {}
+namespace {
+static_assert(sizeof(plt_MutexStorage) == 48 && alignof(plt_MutexStorage) == 8,
+              "thr_Mutex::m_Section must match plt_MutexStorage");
+inline plt_MutexStorage* Section(unsigned char* bytes) { return reinterpret_cast<plt_MutexStorage*>(bytes); }
+}  // namespace
 
-thr_Mutex::~thr_Mutex() { plt_MutexDestroy(m_Section); }
+thr_Mutex::thr_Mutex(unsigned int initial) : m_Locked(initial) { plt_MutexInit(Section(m_Section)); }
+
+thr_Mutex::~thr_Mutex() { plt_MutexFini(Section(m_Section)); }
 
 void thr_Mutex::Lock() {
-  plt_MutexLock(m_Section);
+  plt_MutexEnter(Section(m_Section));
   m_Locked.store(1, std::memory_order_relaxed);
 }
 
 void thr_Mutex::Unlock() {
   m_Locked.store(0, std::memory_order_relaxed);
-  plt_MutexUnlock(m_Section);
+  plt_MutexLeave(Section(m_Section));
 }
 
 int thr_Mutex::TryLock() {
   if (m_Locked.load(std::memory_order_relaxed) == 1) return 0;
-  if (!plt_MutexTryLock(m_Section)) return 0;
+  if (!plt_MutexTryEnter(Section(m_Section))) return 0;
   m_Locked.store(1, std::memory_order_relaxed);
   return 1;
 }

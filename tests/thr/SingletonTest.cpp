@@ -1,0 +1,267 @@
+// Process-wide and per-thread singletons, the registry's finalization order,
+// and the counted start-up of the module.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <vector>
+
+#include "ThrTestSupport.h"
+#include "omi/omi_Singleton.h"
+#include "thr/thr_GlobalLock.h"
+#include "thr/thr_GlobalSingleton.h"
+#include "thr/thr_ThreadPool.h"
+#include "thr/thr_ThreadSingleton.h"
+#include "uti/UTI_BasicUtils.h"
+
+using namespace thrtest;
+
+namespace {
+
+std::atomic<int> g_Made{0};
+std::atomic<int> g_Gone{0};
+
+struct Counted {
+  Counted() { g_Made.fetch_add(1); }
+  ~Counted() { g_Gone.fetch_add(1); }
+  int m_Value = 7;
+};
+
+// ========================================================= global singleton
+
+TEST(ThrGlobalSingleton, ConcurrentFirstUseCreatesOneObject) {
+  g_Made = 0;
+  g_Gone = 0;
+  ASSERT_EQ(thr_GlobalSingletonBase<Counted>::Instance(), nullptr);
+  std::atomic<bool> go{false};
+  std::atomic<Counted*> seen[8] = {};
+  {
+    std::vector<std::unique_ptr<BoundedThread>> threads;
+    for (int i = 0; i < 8; ++i)
+      threads.push_back(std::make_unique<BoundedThread>([&, i] {
+        while (!go.load()) std::this_thread::yield();
+        seen[i] = &thr_GlobalSingleton<Counted>::Instance();
+      }));
+    go = true;
+  }
+  EXPECT_EQ(g_Made.load(), 1);
+  for (auto& p : seen) EXPECT_EQ(p.load(), thr_GlobalSingletonBase<Counted>::Instance());
+  EXPECT_EQ(thr_GlobalSingleton<Counted>::Instance().m_Value, 7);
+
+  thr_GlobalSingletonBase<Counted>::Finalize();
+  EXPECT_EQ(g_Gone.load(), 1);
+  EXPECT_EQ(thr_GlobalSingletonBase<Counted>::Instance(), nullptr);
+  thr_GlobalSingletonBase<Counted>::Finalize();  // nothing left: no effect
+  EXPECT_EQ(g_Gone.load(), 1);
+
+  thr_GlobalSingleton<Counted>::Instance();  // a fresh one after Finalize
+  EXPECT_EQ(g_Made.load(), 2);
+  thr_GlobalSingletonBase<Counted>::Finalize();
+  EXPECT_EQ(g_Gone.load(), 2);
+}
+
+struct Throwing {
+  static inline int s_Tries = 0;
+  Throwing() {
+    if (++s_Tries == 1) throw 42;
+  }
+};
+
+TEST(ThrGlobalSingleton, FailedConstructionLeavesNoObjectAndNoLock) {
+  EXPECT_THROW(thr_GlobalSingleton<Throwing>::Instance(), int);
+  EXPECT_EQ(thr_GlobalSingletonBase<Throwing>::Instance(), nullptr);
+  // The creation mutex was released: a second try from another thread works.
+  BoundedThread t([] { thr_GlobalSingleton<Throwing>::Instance(); });
+  t.Join();
+  EXPECT_NE(thr_GlobalSingletonBase<Throwing>::Instance(), nullptr);
+  thr_GlobalSingletonBase<Throwing>::Finalize();
+}
+
+// ======================================================== thread singleton
+
+std::atomic<int> g_PerThreadGone{0};
+struct PerThread {
+  ~PerThread() { g_PerThreadGone.fetch_add(1); }
+  int m_Owner = 0;
+};
+
+TEST(ThrThreadSingleton, OneObjectPerThreadAndIndexFreedAtZero) {
+  g_PerThreadGone = 0;
+  using S = thr_ThreadSingleton<PerThread>;
+  using B = thr_ThreadSingletonBase<PerThread>;
+  EXPECT_EQ(B::Instance(), nullptr);
+  EXPECT_FALSE(B::ReleaseCurrentThread());  // nothing yet: reports false
+
+  PerThread* mine = &S::Instance();
+  EXPECT_EQ(&S::Instance(), mine);
+  mine->m_Owner = 1;
+
+  std::atomic<int> step{0};
+  PerThread* theirs = nullptr;
+  BoundedThread other([&] {
+    theirs = &S::Instance();
+    theirs->m_Owner = 2;
+    step = 1;
+    WaitUntil([&] { return step.load() == 2; });
+    // The main thread released its own object; this one is untouched.
+    EXPECT_EQ(B::Instance(), theirs);
+    EXPECT_EQ(theirs->m_Owner, 2);
+    EXPECT_TRUE(B::ReleaseCurrentThread());
+  });
+  ASSERT_TRUE(WaitUntil([&] { return step.load() == 1; }));
+  EXPECT_NE(theirs, mine);
+  EXPECT_EQ(B::LivingCount(), 2);
+
+  EXPECT_TRUE(B::ReleaseCurrentThread());
+  EXPECT_EQ(B::Instance(), nullptr);
+  EXPECT_EQ(B::LivingCount(), 1);
+  EXPECT_EQ(g_PerThreadGone.load(), 1);
+  step = 2;
+  other.Join();
+  EXPECT_EQ(B::LivingCount(), 0);
+  EXPECT_EQ(g_PerThreadGone.load(), 2);
+
+  // With the index freed, a new object takes a new one.
+  S::Instance();
+  EXPECT_EQ(B::LivingCount(), 1);
+  EXPECT_EQ(B::Finalize(), 1);
+  EXPECT_EQ(B::Finalize(), 0);
+}
+
+std::atomic<int> g_LeveledGone{0};
+struct Leveled {
+  static constexpr thr_ThreadObjectDestructLevel ThreadDestructLevel = static_cast<thr_ThreadObjectDestructLevel>(20);
+  ~Leveled() { g_LeveledGone.fetch_add(1); }
+};
+
+struct TouchLeveled : thr_ThreadTask {
+  std::atomic<int>* m_Ran;
+  explicit TouchLeveled(std::atomic<int>* ran) : m_Ran(ran) {}
+  void Run(int) override {
+    thr_ThreadSingleton<Leveled>::Instance();
+    m_Ran->fetch_add(1);
+    // Both workers hold an object at once.
+    WaitUntil([this] { return m_Ran->load() == 2; });
+  }
+};
+
+TEST(ThrThreadSingleton, LeveledObjectGoesWhenAPoolThreadEnds) {
+  g_LeveledGone = 0;
+  std::atomic<int> ran{0};
+  thr_ThreadPool& pool = thr_GlobalSingleton<thr_ThreadPool>::Instance();
+  pool.AddThreads(2, thr_ThreadPool::e_computeThread);
+  ASSERT_TRUE(pool.RunTask(new TouchLeveled(&ran), false, 0));
+  ASSERT_TRUE(pool.RunTask(new TouchLeveled(&ran), false, 0));
+  ASSERT_TRUE(WaitUntil([&] { return ran.load() == 2; }));
+  thr_GlobalSingletonBase<thr_ThreadPool>::Finalize();
+  EXPECT_EQ(thr_ThreadSingletonBase<Leveled>::LivingCount(), 0);
+  EXPECT_EQ(g_LeveledGone.load(), 2);
+}
+
+// ================================================================ registry
+
+std::vector<int> g_Calls;
+int g_ZeroReturns = 0;
+int Fin29() { g_Calls.push_back(29); return 1; }
+int Fin16() { g_Calls.push_back(16); return 1; }
+int Fin2() { g_Calls.push_back(2); return 1; }
+int Fin1() { g_Calls.push_back(1); return 1; }
+int Fin0() { g_Calls.push_back(0); return 1; }
+int FinNothing() { ++g_ZeroReturns; return 0; }
+
+TEST(ThrRegistry, FinalizeThreadRunsHighLevelsFirstAndSkipsZeroAndOne) {
+  thr_ThrSingletonRegistry reg;
+  g_Calls.clear();
+  reg.Register(&Fin2);
+  reg.Register(&Fin16);
+  reg.Register(&Fin0);
+  reg.Register(&Fin29);
+  reg.Register(&Fin1);
+  reg.Register(nullptr);  // ignored
+  EXPECT_EQ(reg.EntryCount(), 5);
+  reg.SetDestructLevel(&Fin29, thr_DestructLevelThreadId);
+  reg.SetDestructLevel(&Fin16, thr_DestructLevelRedirection);
+  reg.SetDestructLevel(&Fin2, thr_DestructLevelLowest);
+  reg.SetDestructLevel(&Fin1, static_cast<thr_ThreadObjectDestructLevel>(1));
+  reg.FinalizeThread(0);
+  EXPECT_EQ(g_Calls, (std::vector<int>{29, 16, 2}));
+  // Entries that returned non-zero are cleared: a second pass calls nothing.
+  g_Calls.clear();
+  reg.FinalizeThread(0);
+  EXPECT_TRUE(g_Calls.empty());
+}
+
+TEST(ThrRegistry, FinalizerReturningZeroIsCalledAgainAtEachLowerLevel) {
+  thr_ThrSingletonRegistry reg;
+  g_ZeroReturns = 0;
+  reg.Register(&FinNothing);
+  reg.Register(&FinNothing);  // duplicates are kept and both get the level
+  reg.SetDestructLevel(&FinNothing, static_cast<thr_ThreadObjectDestructLevel>(5));
+  reg.FinalizeThread(-1);
+  EXPECT_EQ(g_ZeroReturns, 2 * 4);  // levels 4, 3, 2, 1 are below 5
+  EXPECT_EQ(reg.EntryCount(), 2);
+}
+
+TEST(ThrRegistry, ClearedEntriesAreReusedInsteadOfGrowing) {
+  thr_ThrSingletonRegistry reg;
+  for (int round = 0; round < 50; ++round) {
+    reg.Register(&Fin29);
+    reg.SetDestructLevel(&Fin29, thr_DestructLevelThreadId);
+    reg.FinalizeThread(0);
+  }
+  EXPECT_LE(reg.EntryCount(), 10);
+  g_Calls.clear();
+}
+
+// ============================================================ start-up
+
+TEST(ThrInit, SecondInitializeOnlyCounts) {
+  int count = 0;
+  thr_GlobalLock* lock = omi_Singleton<thr_GlobalLock>::Peek();
+  ASSERT_NE(lock, nullptr);
+  thr_initialize(count);
+  EXPECT_EQ(count, 0);
+  EXPECT_EQ(omi_Singleton<thr_GlobalLock>::Peek(), lock);
+  thr_finalize(count);
+  EXPECT_EQ(count, 0);
+  EXPECT_EQ(omi_Singleton<thr_GlobalLock>::Peek(), lock);
+}
+
+// Checks in a child process, which ends with the number of the first failed
+// check (0 when all hold) and skips exit handlers: the library is left half
+// torn down on purpose.
+#define CHILD_CHECK(n, cond) \
+  if (!(cond)) std::_Exit(n)
+
+TEST(ThrInitDeathTest, FinalizeTearsDownAndAnUnmatchedOneDoesNothing) {
+  EXPECT_EXIT(
+      {
+        int count = 0;
+        thr_GlobalSingleton<Counted>::Instance();  // left alive by its owner
+        thr_ThreadPool& pool = thr_GlobalSingleton<thr_ThreadPool>::Instance();
+        pool.AddThreads(2, thr_ThreadPool::e_computeThread);
+        g_Gone = 0;
+        const int before = ProcessThreadCount();
+        thr_finalize(count);  // the environment's initialize is the only one
+        CHILD_CHECK(1, count == -1);
+        CHILD_CHECK(2, omi_Singleton<thr_GlobalLock>::Peek() == nullptr);
+        CHILD_CHECK(3, thr_GlobalSingletonBase<thr_ThreadPool>::Instance() == nullptr);
+        CHILD_CHECK(4, thr_GlobalSingletonBase<Counted>::Instance() == nullptr && g_Gone == 1);
+        CHILD_CHECK(5, thr_GlobalSingletonBase<thr_ThrSingletonRegistry>::Instance() == nullptr);
+        CHILD_CHECK(6, ProcessThreadCount() == before - 2);
+        thr_finalize(count);  // unmatched: wraps the counter, nothing else
+        CHILD_CHECK(7, count == -1);
+        thr_initialize(count);  // brings the counter back to 0: counts only
+        CHILD_CHECK(8, count == -1 && omi_Singleton<thr_GlobalLock>::Peek() == nullptr);
+        thr_initialize(count);  // a real first initialize again
+        CHILD_CHECK(9, count == 0 && omi_Singleton<thr_GlobalLock>::Peek() != nullptr);
+        thr_GlobalSingleton<Counted>::Instance();
+        thr_ThreadSingleton<PerThread>::Instance();
+        CHILD_CHECK(10, thr_ThreadSingletonBase<PerThread>::ReleaseCurrentThread());
+        thr_GlobalSingletonBase<Counted>::Finalize();
+        std::_Exit(0);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
