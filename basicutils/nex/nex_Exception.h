@@ -20,6 +20,7 @@
 #pragma once
 
 #include "VNKUTI_BasicExport.h"
+#include "cow/cow_COW.h"
 #include "cow/cow_String.h"
 #include "cow/cow_SystemErrorCode.h"
 #include "mem/mem_AllocationOperators.h"
@@ -33,12 +34,14 @@ class cls_ReadVisitor;
   static unsigned TypeId() { return ClassTypeId; }              \
   unsigned DynTypeId() const override { return ClassTypeId; }   \
   [[noreturn]] void Propagate() const override;                 \
-  nex_Exception* Copy() const override;
+  Class* Copy() const override;
 
-// Defines Propagate and Copy of a concrete class (in its .cpp file).
+// Defines Propagate and Copy of a concrete class (in its .cpp file). Copy
+// returns the class itself, so that a cow_Virtual holder of any class of the
+// tree can copy.
 #define NEX_CONCRETE_DEFINITIONS(Class)                                      \
   void Class::Propagate() const { throw Class(*this); }                     \
-  nex_Exception* Class::Copy() const { return new Class(*this); }
+  Class* Class::Copy() const { return new Class(*this); }
 
 // Raises e with the position of this line; NEX_SOURCE names the file.
 #define NEX_THROW(e) (e).Throw(NEX_SOURCE, __LINE__)
@@ -215,6 +218,13 @@ class VNKUTI_BASIC_API nex_OutOfMemoryException : public nex_Exception {
   cow_String m_Msg;
   nex_OutOfMemoryErrEnm m_Err;
 };
+
+// ============================================================== holders
+// A caught exception kept for later: the copy step calls Copy().
+extern template class VNKUTI_BASIC_API cow_CountedHld<nex_Exception>;
+extern template class VNKUTI_BASIC_API cow_COW<nex_Exception, cow_Virtual<nex_Exception>>;
+extern template class VNKUTI_BASIC_API cow_CountedHld<nex_OutOfMemoryException>;
+extern template class VNKUTI_BASIC_API cow_COW<nex_OutOfMemoryException, cow_Virtual<nex_OutOfMemoryException>>;
 
 // ============================================================ type checks
 VNKUTI_BASIC_API bool nex_canDynamicCastPtr(unsigned target, unsigned actual);

@@ -145,6 +145,13 @@ cow_String nex_OutOfMemoryException::PythonType() const { return cow_String("Out
 const atr_String* nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric() { return g_GenericAdvice; }
 const atr_String* nex_OutOfMemoryException::GetOutOfMemoryMsgSession() { return g_SessionAdvice; }
 
+// ============================================================== holders
+
+template class cow_CountedHld<nex_Exception>;
+template class cow_COW<nex_Exception, cow_Virtual<nex_Exception>>;
+template class cow_CountedHld<nex_OutOfMemoryException>;
+template class cow_COW<nex_OutOfMemoryException, cow_Virtual<nex_OutOfMemoryException>>;
+
 // =========================================================== type checks
 
 bool nex_canDynamicCastPtr(unsigned target, unsigned actual) {
