@@ -1,0 +1,124 @@
+// The allocation operators: each forwards to the core allocator, placement
+// forms touch nothing, and every form's memory is released by mem_Free.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <new>
+
+#include "mem/mem_Alloc.h"
+#include "mem/mem_AllocationOperators.h"
+
+namespace {
+
+constexpr std::size_t kHuge = std::size_t(1) << 62;
+
+struct Plain : mem_AllocationOperators {
+  int m_Value = 7;
+};
+struct Tiny : mem_AllocationOperatorsTiny {
+  int m_Value = 8;
+};
+struct ThrowsOnBuild : mem_AllocationOperators {
+  ThrowsOnBuild() { throw 1; }
+};
+struct ThrowsOnBuildRaw {
+  ThrowsOnBuildRaw() { throw 1; }
+};
+
+// Swaps in an exhaustion handler that records the size the allocator could
+// not have, so that a failing request shows where an operator forwarded it.
+struct Exhausted {
+  std::size_t m_Size;
+};
+std::size_t g_FailedSize = 0;
+void RecordAndThrow(std::size_t size) {
+  g_FailedSize = size;
+  throw Exhausted{size};
+}
+
+class AllocationOperators : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    g_FailedSize = 0;
+    m_Old = mem_SetExhaustionHandler(&RecordAndThrow);
+  }
+  void TearDown() override { mem_SetExhaustionHandler(m_Old); }
+  mem_ExhaustionHandler m_Old = nullptr;
+};
+
+TEST_F(AllocationOperators, EveryAllocatingFormForwardsToTheCoreAllocator) {
+  // The core allocator's handler sees each request with its size unchanged:
+  // no header is added on the way.
+  EXPECT_THROW(Plain::operator new(kHuge), Exhausted);
+  EXPECT_EQ(g_FailedSize, kHuge);
+  EXPECT_THROW(Plain::operator new[](kHuge + 8), Exhausted);
+  EXPECT_EQ(g_FailedSize, kHuge + 8);
+  EXPECT_THROW(Tiny::operator new(kHuge + 16), Exhausted);
+  EXPECT_EQ(g_FailedSize, kHuge + 16);
+  EXPECT_THROW(Tiny::operator new[](kHuge + 24), Exhausted);
+  EXPECT_EQ(g_FailedSize, kHuge + 24);
+  EXPECT_THROW(operator new(kHuge + 32, mem_BuiltIn), Exhausted);
+  EXPECT_EQ(g_FailedSize, kHuge + 32);
+  EXPECT_THROW(operator new[](kHuge + 40, mem_BuiltIn), Exhausted);
+  EXPECT_EQ(g_FailedSize, kHuge + 40);
+}
+
+TEST_F(AllocationOperators, ObjectsAndArraysRoundTrip) {
+  Plain* p = new Plain;
+  Plain* pa = new Plain[5];
+  Tiny* t = new Tiny;
+  Tiny* ta = new Tiny[3];
+  EXPECT_EQ(p->m_Value, 7);
+  EXPECT_EQ(pa[4].m_Value, 7);
+  EXPECT_EQ(ta[2].m_Value, 8);
+  delete p;
+  delete[] pa;
+  delete t;
+  delete[] ta;
+}
+
+TEST_F(AllocationOperators, TinyMemoryIsReleasedByMemFree) {
+  for (std::size_t n : {1u, 4u, 16u, 100u}) {
+    void* a = Tiny::operator new(n);
+    void* b = Tiny::operator new[](n);
+    std::memset(a, 0xAB, n);
+    std::memset(b, 0xCD, n);
+    mem_Free(a);
+    mem_Free(b);
+  }
+  Tiny* t = new Tiny;
+  t->~Tiny();
+  mem_Free(t);
+}
+
+TEST_F(AllocationOperators, PlacementNewReturnsTheAddressAndDeleteLeavesItAlone) {
+  alignas(Plain) unsigned char storage[sizeof(Plain) + 8];
+  std::memset(storage, 0x5A, sizeof storage);
+  Plain* p = new (storage) Plain;
+  EXPECT_EQ(static_cast<void*>(p), static_cast<void*>(storage));
+  EXPECT_EQ(p->m_Value, 7);
+  Plain::operator delete(p, storage);
+  EXPECT_EQ(p->m_Value, 7);
+  EXPECT_EQ(storage[sizeof(Plain)], 0x5A);
+  p->~Plain();
+
+  // A constructor that throws in a placement new calls the placement delete,
+  // which must not free memory it never allocated (stack memory here).
+  std::memset(storage, 0x5A, sizeof storage);
+  EXPECT_THROW((void)new (storage) ThrowsOnBuild, int);
+  for (unsigned char c : storage) ASSERT_EQ(c, 0x5A);
+}
+
+TEST_F(AllocationOperators, BuiltInBuffersAreReleasedByMemFree) {
+  char* buf = new (mem_BuiltIn) char[100];
+  std::memset(buf, 1, 100);
+  mem_Free(buf);
+  int* one = new (mem_BuiltIn) int(3);
+  EXPECT_EQ(*one, 3);
+  mem_Free(one);
+  // A failing constructor gives the memory back (a leak would show under
+  // AddressSanitizer).
+  EXPECT_THROW((void)new (mem_BuiltIn) ThrowsOnBuildRaw, int);
+}
+
+}  // namespace

@@ -1,0 +1,163 @@
+// The counted holders and copy-before-write handles, with an element that
+// counts its live instances so that a leak or a double delete shows.
+#include <gtest/gtest.h>
+
+#include "cow/cow_COW.h"
+#include "cow/cow_IntrusiveCountedBase.h"
+#include "mem/mem_AllocationOperators.h"
+#include "support/TestSupport.h"
+
+namespace {
+
+struct Counted : mem_AllocationOperators {
+  static int s_Live;
+  static int s_CopiesUntilThrow;  // a copy throws when this reaches 0; negative: never
+
+  explicit Counted(int v) : m_Value(v) { ++s_Live; }
+  Counted(const Counted& o) : m_Value(o.m_Value) {
+    if (s_CopiesUntilThrow >= 0 && s_CopiesUntilThrow-- == 0) throw 42;
+    ++s_Live;
+  }
+  ~Counted() { --s_Live; }
+  int m_Value;
+};
+int Counted::s_Live = 0;
+int Counted::s_CopiesUntilThrow = -1;
+
+typedef cow_COW<Counted> Handle;
+
+class Handles : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    Counted::s_Live = 0;
+    Counted::s_CopiesUntilThrow = -1;
+  }
+  void TearDown() override { EXPECT_EQ(Counted::s_Live, 0) << "leaked or deleted twice"; }
+};
+
+TEST_F(Handles, LayoutIsCounterThenReferent) {
+  EXPECT_EQ(sizeof(cow_CountedHld<int>), 2 * sizeof(void*));
+  EXPECT_EQ(sizeof(Handle), sizeof(cow_CountedHld<Counted>));
+  cow_CountedHld<int> empty;
+  EXPECT_EQ(empty.UseCount(), 1u);  // a holder always has a counter
+  EXPECT_EQ(empty.GetPtr(), nullptr);
+  cow_COW<int> none;
+  EXPECT_FALSE(none.HasValue());
+}
+
+TEST_F(Handles, GetOnAnExclusiveHandleCopiesNothing) {
+  Handle a(new Counted(1));
+  Counted* p = a.GetPtr();
+  EXPECT_TRUE(a.Exclusive());
+  EXPECT_EQ(&a.Get(), p);
+  EXPECT_EQ(Counted::s_Live, 1);
+  EXPECT_EQ(a.UseCount(), 1u);
+}
+
+TEST_F(Handles, GetOnASharedHandleSeparatesIt) {
+  Handle a(new Counted(1));
+  Handle b(new Counted(9));
+  b = a;
+  EXPECT_EQ(Counted::s_Live, 1);  // b's old object went with its last holder
+  EXPECT_EQ(a.UseCount(), 2u);
+  EXPECT_EQ(&a.ConstGet(), &b.ConstGet());  // reading never copies
+  b.Get().m_Value = 2;
+  EXPECT_NE(a.GetPtr(), b.GetPtr());
+  EXPECT_EQ(a.ConstGet().m_Value, 1);
+  EXPECT_EQ(b.ConstGet().m_Value, 2);
+  EXPECT_EQ(a.UseCount(), 1u);
+  EXPECT_EQ(b.UseCount(), 1u);
+  EXPECT_EQ(Counted::s_Live, 2);
+}
+
+TEST_F(Handles, SelfAssignmentKeepsTheCount) {
+  Handle a(new Counted(1));
+  Handle& alias = a;
+  a = alias;
+  EXPECT_EQ(a.UseCount(), 1u);
+  EXPECT_EQ(a.ConstGet().m_Value, 1);
+  Handle b(a);
+  b = alias;  // already sharing
+  EXPECT_EQ(a.UseCount(), 2u);
+  cow_CountedHld<Counted>& base = a;
+  base = static_cast<cow_CountedHld<Counted>&>(a);
+  EXPECT_EQ(a.UseCount(), 2u);
+}
+
+TEST_F(Handles, AdoptingOnASharedHolderLeavesTheOthersAlone) {
+  Handle a(new Counted(1));
+  Handle b(a);
+  Handle c(a);
+  b = new Counted(5);
+  EXPECT_EQ(b.UseCount(), 1u);
+  EXPECT_EQ(a.UseCount(), 2u);  // a and c
+  EXPECT_EQ(a.ConstGet().m_Value, 1);
+  EXPECT_EQ(b.ConstGet().m_Value, 5);
+  EXPECT_EQ(Counted::s_Live, 2);
+}
+
+TEST_F(Handles, AdoptingOnTheOnlyHolderDeletesTheOldObject) {
+  Handle a(new Counted(1));
+  a = new Counted(2);
+  EXPECT_EQ(Counted::s_Live, 1);
+  EXPECT_EQ(a.UseCount(), 1u);
+  a = a.GetPtr();  // the same object again: kept, not deleted
+  EXPECT_EQ(a.ConstGet().m_Value, 2);
+  a = static_cast<Counted*>(nullptr);
+  EXPECT_EQ(Counted::s_Live, 0);
+  EXPECT_FALSE(a.HasValue());
+}
+
+TEST_F(Handles, ConstructingFromAValueCopiesIt) {
+  Counted original(3);
+  Handle h(original);
+  EXPECT_NE(h.GetPtr(), &original);
+  EXPECT_EQ(h.ConstGet().m_Value, 3);
+  EXPECT_EQ(Counted::s_Live, 2);
+}
+
+TEST_F(Handles, FailedCopyLeavesTheHandlesSharing) {
+  Handle a(new Counted(1));
+  Handle b(a);
+  Counted::s_CopiesUntilThrow = 0;
+  EXPECT_THROW(b.Get(), int);
+  EXPECT_EQ(a.GetPtr(), b.GetPtr());
+  EXPECT_EQ(a.UseCount(), 2u);
+  EXPECT_EQ(Counted::s_Live, 1);
+  Counted::s_CopiesUntilThrow = 0;
+  EXPECT_THROW(Handle{a.ConstGet()}, int);  // the new counter is released too (ASan)
+}
+
+TEST_F(Handles, LastHolderDeletesTheObject) {
+  {
+    Handle a(new Counted(1));
+    {
+      Handle b(a);
+      Handle c;
+      c = b;
+      EXPECT_EQ(a.UseCount(), 3u);
+    }
+    EXPECT_EQ(a.UseCount(), 1u);
+    EXPECT_EQ(Counted::s_Live, 1);
+  }
+  EXPECT_EQ(Counted::s_Live, 0);
+}
+
+// =========================================================== intrusive
+
+TEST(IntrusiveCounter, ReplacingADifferentCounterWarnsOnce) {
+  cow_Counter first, second;
+  cow_IntrusiveCountedBase obj;
+  vnktest::CaptureCerr cap;
+  obj.SetCounter(&first);
+  obj.SetCounter(&first);
+  EXPECT_EQ(cap.Text(), "");
+  EXPECT_EQ(obj.GetCounter(), &first);
+  obj.SetCounter(&second);
+  EXPECT_EQ(cap.Text(), "ERROR: Resetting counter on cow_IntrusiveCountedBase\n");
+  EXPECT_EQ(obj.GetCounter(), &second);  // the warning does not stop the change
+  obj.SetCounter(&second);
+  EXPECT_EQ(cap.Text(), "ERROR: Resetting counter on cow_IntrusiveCountedBase\n");
+}
+
+}  // namespace
