@@ -29,40 +29,16 @@ TEST(PrettyPrint, ControlSequencesIndentAndEndLines) {
   p.prettyprint(pnt_PrettyPrint::IndentSeq, 2);
   p << "x: " << 3;
   p.prettyprint(pnt_PrettyPrint::NewLineSeq, 2);
-  p.prettyprint(pnt_PrettyPrint::IndentSeq, 2);
-  p << "y";
-  p.NewLine();
-  p.prettyprint(pnt_PrettyPrint::OutdentSeq, 2);
-  p.prettyprint(pnt_PrettyPrint::OutdentSeq, 2);
-  p.prettyprint(">>", 2);
-  p.NewLine();
-  EXPECT_EQ(S(out.Str()), "<< A\n  x: 3\n    y\n>>\n");
-  EXPECT_EQ(p.IndentLevel(), 0);
-}
-
-TEST(PrettyPrint, OtherTwoByteTextIsPrintedAsItStands) {
-  aio_stringostream out;
-  pnt_PrettyPrint p(&out);
-  const char escX[2] = {pnt_PrettyPrint::Esc, 'x'};
-  p.prettyprint(escX, 2);
-  p.prettyprint("\x1bnn", 3);  // a sequence only at exactly two bytes
-  EXPECT_EQ(S(out.Str()), std::string("\x1bx\x1bnn"));
-  EXPECT_EQ(p.IndentLevel(), 0);
-}
-
-TEST(PrettyPrint, BlocksNestAndOutdentStopsAtZero) {
-  aio_stringostream out;
-  pnt_PrettyPrint p(&out);
-  p.BeginBlock("<< outer");
-  p.BeginBlock("<< inner");
-  p << "line one\nline two";  // an embedded line feed indents the next line too
+  p.BeginBlock("<< B");
+  p << "one\ntwo";  // an embedded line feed indents the next line too
   p.NewLine();
   p.NewLine();  // an empty line gets no indentation
   p.EndBlock(">>");
-  p.EndBlock(">>");
-  p.Outdent();
-  p << "end";
-  EXPECT_EQ(S(out.Str()), "<< outer\n  << inner\n    line one\n    line two\n\n  >>\n>>\nend");
+  p.prettyprint(pnt_PrettyPrint::OutdentSeq, 2);
+  p.prettyprint(pnt_PrettyPrint::OutdentSeq, 2);  // never below 0
+  p.prettyprint(">>", 2);
+  p.prettyprint("\x1bx\x1bnn", 5);  // other text, even with ESC, prints as it stands
+  EXPECT_EQ(S(out.Str()), "<< A\n  x: 3\n  << B\n    one\n    two\n\n  >>\n>>\x1bx\x1bnn");
   EXPECT_EQ(p.IndentLevel(), 0);
 }
 
@@ -96,8 +72,6 @@ TEST(MemoryManager, StartUpRegistersAPrinterPerKind) {
   m.Charge(pool, 100);
   m.Charge(pool, -40);
   m.Charge(plain, 5);
-  EXPECT_EQ(m.GetLabel(pool).m_Bytes, 60);
-  EXPECT_EQ(m.GetLabel(pool).m_Peak, 100);
   EXPECT_EQ(S(m.Render(plain)), "plain: 5 bytes");
   EXPECT_EQ(S(m.Render(pool)), "pool blocks: 60 bytes (peak 100 bytes)");
   EXPECT_EQ(S(m.Render(m.AddLabel(mrm_LabelCache, "c"))), "cache c: 0 bytes (peak 0 bytes)");
@@ -109,15 +83,12 @@ atr_String Custom(const mrm_Label& l) { return atr_String("custom ") + l.m_Name;
 TEST(MemoryManager, LabelsSurviveGrowthAndReportInOrder) {
   mrm_Manager m;  // a private instance: the process's keeps its printers
   m.RegisterLabelPrinter(5, &Custom);
-  m.RegisterLabelPrinter(mrm_Manager::MaxLabelKinds, &Custom);  // out of range: ignored
-  m.RegisterLabelPrinter(-1, &Custom);
-  EXPECT_EQ(m.GetLabelPrinter(mrm_Manager::MaxLabelKinds), nullptr);
+  m.RegisterLabelPrinter(-1, &Custom);  // out of range: ignored
   EXPECT_EQ(m.GetLabelPrinter(-1), nullptr);
   std::string expected;
   for (int i = 0; i < 40; ++i) {  // past two reallocations of the label array
     std::string name = "label" + std::to_string(i);
     int id = m.AddLabel(i % 2 ? 5 : 7, name.c_str());
-    ASSERT_EQ(id, i);
     m.Charge(id, i);
     expected += i % 2 ? "custom " + name + "\n" : name + ": " + std::to_string(i) + " bytes\n";
   }

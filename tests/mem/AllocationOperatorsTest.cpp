@@ -63,20 +63,6 @@ TEST_F(AllocationOperators, EveryAllocatingFormForwardsToTheCoreAllocator) {
   EXPECT_EQ(g_FailedSize, kHuge + 40);
 }
 
-TEST_F(AllocationOperators, ObjectsAndArraysRoundTrip) {
-  Plain* p = new Plain;
-  Plain* pa = new Plain[5];
-  Tiny* t = new Tiny;
-  Tiny* ta = new Tiny[3];
-  EXPECT_EQ(p->m_Value, 7);
-  EXPECT_EQ(pa[4].m_Value, 7);
-  EXPECT_EQ(ta[2].m_Value, 8);
-  delete p;
-  delete[] pa;
-  delete t;
-  delete[] ta;
-}
-
 TEST_F(AllocationOperators, TinyMemoryIsReleasedByMemFree) {
   for (std::size_t n : {1u, 4u, 16u, 100u}) {
     void* a = Tiny::operator new(n);
@@ -97,10 +83,14 @@ TEST_F(AllocationOperators, PlacementNewReturnsTheAddressAndDeleteLeavesItAlone)
   Plain* p = new (storage) Plain;
   EXPECT_EQ(static_cast<void*>(p), static_cast<void*>(storage));
   EXPECT_EQ(p->m_Value, 7);
-  Plain::operator delete(p, storage);
-  EXPECT_EQ(p->m_Value, 7);
-  EXPECT_EQ(storage[sizeof(Plain)], 0x5A);
   p->~Plain();
+  unsigned char before[sizeof storage];
+  std::memcpy(before, storage, sizeof storage);
+  // Called through a pointer: the compiler would take a direct call for a
+  // release of stack memory and warn.
+  void (*volatile placementDelete)(void*, void*) = &Plain::operator delete;
+  placementDelete(storage, storage);
+  EXPECT_EQ(std::memcmp(before, storage, sizeof storage), 0);
 
   // A constructor that throws in a placement new calls the placement delete,
   // which must not free memory it never allocated (stack memory here).

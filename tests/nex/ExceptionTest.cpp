@@ -112,7 +112,8 @@ void ExpectCopyPropagatesAs(const T& e) {
   SCOPED_TRACE(typeid(T).name());
   std::unique_ptr<nex_Exception> copy(e.Copy());
   ASSERT_NE(copy, nullptr);
-  EXPECT_EQ(typeid(*copy), typeid(T));
+  const nex_Exception& copied = *copy;
+  EXPECT_EQ(typeid(copied), typeid(T));
   EXPECT_EQ(S(copy->AsString()), S(e.AsString()));
   try {
     copy->Propagate();
@@ -209,31 +210,20 @@ TEST(ExceptionTypes, FailedReferenceCastRaisesFromInsideTheLibrary) {
 
 // ===================================================== system error texts
 
-TEST(SystemErrorText, NoNativeCodeUsesTheRunTimeText) {
-  for (int err : {ENOENT, EACCES, EINTR}) {
-    cow_SystemErrorCode c(cow_SystemErrorCode::NoNativeCode, err);
-    EXPECT_EQ(S(c.GetText()), std::strerror(err));
+TEST(SystemErrorText, RunTimeCodeOrSocketTableOrSystemText) {
+  for (int err : {ENOENT, EACCES, 0}) {
+    EXPECT_EQ(S(cow_SystemErrorCode(cow_SystemErrorCode::NoNativeCode, err).GetText()), std::strerror(err));
   }
-  EXPECT_EQ(S(cow_SystemErrorCode().GetText()), std::strerror(0));
-}
-
-TEST(SystemErrorText, SocketCodesComeFromTheTable) {
   EXPECT_EQ(S(cow_SystemErrorCode(10054, 0).GetText()), "WSAECONNRESET (10054) Connection reset by peer.");
   // The first and last rows: the bisection reaches both ends.
   EXPECT_EQ(S(cow_SystemErrorCode(10004, 0).GetText()), "WSAEINTR (10004) Interrupted function call.");
-  EXPECT_EQ(S(cow_SystemErrorCode(11004, 0).GetText()),
+  EXPECT_EQ(S(cow_SystemErrorCode(11004, 5).GetText()),
             "WSANO_DATA (11004) Valid name, no data record of requested type.");
-  EXPECT_EQ(S(cow_SystemErrorCode(10060, 5).GetText()), "WSAETIMEDOUT (10060) Connection timed out.");
-}
-
-TEST(SystemErrorText, CodesOutsideTheTableAskTheSystem) {
-  // 10059 sits in a gap of the table; on this platform the system's text for
-  // a code is strerror's.
+  // Codes outside the table (10059 sits in a gap) ask the system, whose text
+  // for a code is strerror's on this platform.
   for (unsigned code : {10059u, 10003u, 11005u, unsigned(ENOENT)}) {
-    SCOPED_TRACE(code);
-    EXPECT_EQ(S(cow_SystemErrorCode(code, 0).GetText()), std::strerror(static_cast<int>(code)));
+    EXPECT_EQ(S(cow_SystemErrorCode(code, 0).GetText()), std::strerror(static_cast<int>(code))) << code;
   }
-  EXPECT_EQ(cow_SocketErrorText(10059), nullptr);
 }
 
 // ======================================================== out of memory
