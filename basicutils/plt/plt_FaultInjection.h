@@ -15,7 +15,7 @@
 
 #include "VNKUTI_BasicExport.h"
 
-enum plt_FaultKind {
+enum plt_FaultKind : int {
   plt_FaultAny = 0,   // every call below, whatever its kind
   plt_FaultOpen,      // open, exclusive create
   plt_FaultClose,

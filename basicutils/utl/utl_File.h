@@ -32,13 +32,13 @@
 #include "utl/utl_FileOffset.h"
 #include "utl/utl_TypeIds.h"
 
-enum utl_FileAccess {
+enum utl_FileAccess : int {
   utl_FileRead = 0,    // existing file, read only
   utl_FileUpdate = 1,  // existing file, read and write
   utl_FileWrite = 2,   // created, or truncated to 0 bytes; read and write
 };
 
-enum utl_FileSharing {
+enum utl_FileSharing : int {
   utl_ShareDefault = 0,
   utl_ShareRead = 1,
   utl_ShareReadWrite = 2,
