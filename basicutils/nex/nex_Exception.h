@@ -20,6 +20,8 @@
 #pragma once
 
 #include "VNKUTI_BasicExport.h"
+#include "cls/cls_ClassMetadata.h"
+#include "cls/cls_Uid.h"
 #include "cow/cow_COW.h"
 #include "cow/cow_String.h"
 #include "cow/cow_SystemErrorCode.h"
@@ -27,6 +29,7 @@
 
 class cls_WriteVisitor;
 class cls_ReadVisitor;
+class cls_ClassRegistrar;
 
 // Declares the members every concrete exception class overrides.
 #define NEX_CONCRETE_MEMBERS(Class, Id)                         \
@@ -42,6 +45,14 @@ class cls_ReadVisitor;
 #define NEX_CONCRETE_DEFINITIONS(Class)                                      \
   void Class::Propagate() const { throw Class(*this); }                     \
   Class* Class::Copy() const { return new Class(*this); }
+
+// Declares the persistent side of a class: the constructor that reads it
+// back, DBWrite, and the registration function nex_initialize (or the
+// owning module's initializer) hands to the metadata registrar.
+#define NEX_PERSISTENT_MEMBERS(Class)                     \
+  explicit Class(const cls_ReadVisitor& v);               \
+  void DBWrite(const cls_WriteVisitor& v) const override; \
+  static void InitializeMetadata(cls_ClassRegistrar& r);
 
 // Raises e with the position of this line; NEX_SOURCE names the file.
 #define NEX_THROW(e) (e).Throw(NEX_SOURCE, __LINE__)
@@ -64,26 +75,38 @@ class VNKUTI_BASIC_API nex_Exception : public mem_AllocationOperators {
   [[noreturn]] virtual void Propagate() const = 0;
   virtual nex_Exception* Copy() const = 0;
   virtual unsigned DynTypeId() const { return ClassTypeId; }
+  // Writes m_FromFile, then m_FromLine (persistent names), under the object's
+  // identity. Each class writes its base part first, then its own fields.
+  virtual void DBWrite(const cls_WriteVisitor& v) const;
+  static void InitializeMetadata(cls_ClassRegistrar& r);
 
   // Records file and line, then raises a copy of the exact dynamic type.
   [[noreturn]] void Throw(const char* file, int line);
 
   const cow_String& FromFile() const { return m_FromFile; }
   int FromLine() const { return m_FromLine; }
+  // The identity the persistence framework writes the object under: empty
+  // for a new exception (raising one must not need the uid catalog), the
+  // stored one for an exception read back.
+  const cls_Uid& GetUid() const { return m_Uid; }
 
  protected:
   nex_Exception() = default;
+  // Reads m_FromFile, m_FromLine and the identity.
+  explicit nex_Exception(const cls_ReadVisitor& v);
   nex_Exception(const nex_Exception&) = default;
   nex_Exception& operator=(const nex_Exception&) = default;
 
   cow_String m_FromFile;  // empty until thrown
   int m_FromLine = 0;
+  cls_Uid m_Uid{static_cast<cls_UidCatalogEntry*>(nullptr)};
 };
 
 // =============================================================== text family
 class VNKUTI_BASIC_API nex_TextException : public nex_Exception {
  public:
   NEX_CONCRETE_MEMBERS(nex_TextException, 0x1F0002)
+  NEX_PERSISTENT_MEMBERS(nex_TextException)
   explicit nex_TextException(const atr_StringBase& text) : m_Value(text) {}
   explicit nex_TextException(const char* text) : m_Value(text) {}
   nex_TextException(const nex_TextException&) = default;
@@ -99,6 +122,7 @@ class VNKUTI_BASIC_API nex_TextException : public nex_Exception {
 class VNKUTI_BASIC_API nex_AssertException : public nex_Exception {
  public:
   NEX_CONCRETE_MEMBERS(nex_AssertException, 0x1F0004)
+  NEX_PERSISTENT_MEMBERS(nex_AssertException)
   explicit nex_AssertException(const atr_StringBase& text) : m_Value(text) {}
   explicit nex_AssertException(const char* text) : m_Value(text) {}
   nex_AssertException(const nex_AssertException&) = default;
@@ -113,6 +137,7 @@ class VNKUTI_BASIC_API nex_AssertException : public nex_Exception {
 class VNKUTI_BASIC_API nex_BadCastException : public nex_Exception {
  public:
   NEX_CONCRETE_MEMBERS(nex_BadCastException, 0x1F0005)
+  NEX_PERSISTENT_MEMBERS(nex_BadCastException)
   explicit nex_BadCastException(const atr_StringBase& text) : m_Value(text) {}
   nex_BadCastException(const nex_BadCastException&) = default;
   ~nex_BadCastException() override;
@@ -126,6 +151,7 @@ class VNKUTI_BASIC_API nex_BadCastException : public nex_Exception {
 class VNKUTI_BASIC_API nex_InvalidObjException : public nex_Exception {
  public:
   NEX_CONCRETE_MEMBERS(nex_InvalidObjException, 0x1F0007)
+  NEX_PERSISTENT_MEMBERS(nex_InvalidObjException)
   explicit nex_InvalidObjException(const atr_StringBase& text) : m_Value(text) {}
   nex_InvalidObjException(const nex_InvalidObjException&) = default;
   ~nex_InvalidObjException() override;
@@ -148,9 +174,13 @@ class VNKUTI_BASIC_API nex_CommandException : public nex_Exception {
   atr_String AsString() const override;
   virtual atr_String JournalMessage() const = 0;
   virtual cow_String PythonType() const = 0;
+  // Writes only the nex_Exception part.
+  void DBWrite(const cls_WriteVisitor& v) const override;
+  static void InitializeMetadata(cls_ClassRegistrar& r);
 
  protected:
   nex_CommandException() = default;
+  explicit nex_CommandException(const cls_ReadVisitor& v);
   nex_CommandException(const nex_CommandException&) = default;
 };
 
@@ -158,6 +188,7 @@ class VNKUTI_BASIC_API nex_CommandException : public nex_Exception {
 class VNKUTI_BASIC_API nex_ExitException : public nex_Exception {
  public:
   NEX_CONCRETE_MEMBERS(nex_ExitException, 0x1F0006)
+  NEX_PERSISTENT_MEMBERS(nex_ExitException)
   struct Value {
     cow_String m_Msg;
     int m_Err = 0;
@@ -178,6 +209,7 @@ class VNKUTI_BASIC_API nex_ExitException : public nex_Exception {
 class VNKUTI_BASIC_API nex_SystemErrorException : public nex_Exception {
  public:
   NEX_CONCRETE_MEMBERS(nex_SystemErrorException, 0x1F0008)
+  NEX_PERSISTENT_MEMBERS(nex_SystemErrorException)
   explicit nex_SystemErrorException(const cow_SystemErrorCode& code) : m_Value(code) {}
   nex_SystemErrorException(unsigned nativeErrorCode, int crtErrorCode) : m_Value(nativeErrorCode, crtErrorCode) {}
   nex_SystemErrorException(const nex_SystemErrorException&) = default;
@@ -198,6 +230,7 @@ enum nex_OutOfMemoryErrEnm {
 class VNKUTI_BASIC_API nex_OutOfMemoryException : public nex_Exception {
  public:
   NEX_CONCRETE_MEMBERS(nex_OutOfMemoryException, 0x1F0009)
+  NEX_PERSISTENT_MEMBERS(nex_OutOfMemoryException)
   explicit nex_OutOfMemoryException(nex_OutOfMemoryErrEnm err) : m_Err(err) {}
   // Also appends msg to both process-wide advice texts, which therefore grow
   // with every such construction and are never trimmed.
@@ -225,6 +258,26 @@ extern template class VNKUTI_BASIC_API cow_CountedHld<nex_Exception>;
 extern template class VNKUTI_BASIC_API cow_COW<nex_Exception, cow_Virtual<nex_Exception>>;
 extern template class VNKUTI_BASIC_API cow_CountedHld<nex_OutOfMemoryException>;
 extern template class VNKUTI_BASIC_API cow_COW<nex_OutOfMemoryException, cow_Virtual<nex_OutOfMemoryException>>;
+
+// ============================================================ persistence
+// Type adapters of version 800: abstract ones for every class, concrete ones
+// (built from a read visitor) for the classes that are not abstract.
+extern template class VNKUTI_BASIC_API cls_AbsTypeAdapter<nex_Exception>;
+extern template class VNKUTI_BASIC_API cls_AbsTypeAdapter<nex_CommandException>;
+extern template class VNKUTI_BASIC_API cls_AbsTypeAdapter<nex_TextException>;
+extern template class VNKUTI_BASIC_API cls_AbsTypeAdapter<nex_AssertException>;
+extern template class VNKUTI_BASIC_API cls_AbsTypeAdapter<nex_BadCastException>;
+extern template class VNKUTI_BASIC_API cls_AbsTypeAdapter<nex_ExitException>;
+extern template class VNKUTI_BASIC_API cls_AbsTypeAdapter<nex_InvalidObjException>;
+extern template class VNKUTI_BASIC_API cls_AbsTypeAdapter<nex_SystemErrorException>;
+extern template class VNKUTI_BASIC_API cls_AbsTypeAdapter<nex_OutOfMemoryException>;
+extern template class VNKUTI_BASIC_API cls_TypeAdapter<nex_TextException>;
+extern template class VNKUTI_BASIC_API cls_TypeAdapter<nex_AssertException>;
+extern template class VNKUTI_BASIC_API cls_TypeAdapter<nex_BadCastException>;
+extern template class VNKUTI_BASIC_API cls_TypeAdapter<nex_ExitException>;
+extern template class VNKUTI_BASIC_API cls_TypeAdapter<nex_InvalidObjException>;
+extern template class VNKUTI_BASIC_API cls_TypeAdapter<nex_SystemErrorException>;
+extern template class VNKUTI_BASIC_API cls_TypeAdapter<nex_OutOfMemoryException>;
 
 // ============================================================ type checks
 VNKUTI_BASIC_API bool nex_canDynamicCastPtr(unsigned target, unsigned actual);

@@ -9,4 +9,8 @@ class VNKUTI_BASIC_API nex_TypeTable {
  public:
   static void Create();
   static void Destroy();
+  // The persistent side (nex/impl/nex_Persist.cpp): the class registry's
+  // failure hooks, and the registration of the nine exception classes.
+  static void InstallRegistryHooks();
+  static void RegisterPersistentClasses();
 };

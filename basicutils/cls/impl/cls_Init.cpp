@@ -1,5 +1,7 @@
 #include "UTI_CoreUtils.h"
 #include "cls/cls_ClassRegistrar.h"
+#include "cls/cls_Static.h"
+#include "cls/cls_xpString.h"
 #include "typ/typ_ArchCompTable.h"
 #include "uti/UTI_BasicUtils.h"
 
@@ -31,9 +33,13 @@ void cls_initialize(int& count) {
   e.m_Entries = kClsEntries;
   e.m_Count = sizeof(kClsEntries) / sizeof(kClsEntries[0]);
   typ_ArchCompTable::InsertEntry(kClsModule, e);
+  cls_MetadataRegistrar& m = omi_Singleton<cls_MetadataRegistrar>::Instance();
+  m.initClassMetadata(&cls_xpString::InitializeMetadata, 2);
+  m.initClassMetadata(&cls_xpTrString::InitializeMetadata, 2);
 }
 
 void cls_finalize(int& count) {
   if (!UTI_ModuleLeave(g_Uses, count, "cls")) return;
+  thr_ThreadSingletonBase<cls_Static>::ReleaseCurrentThread();
   omi_Singleton<cls_MetadataRegistrar>::Destroy();
 }

@@ -55,10 +55,12 @@ void OnExhausted(std::size_t) { nex_OutOfMemoryException(nex_OutOfMemoryHeap).Th
 // ================================================================ module
 
 void nex_TypeTable::Create() {
+  InstallRegistryHooks();
   typ_ArchCompEntry e;
   e.m_Entries = kNexEntries;
   e.m_Count = sizeof(kNexEntries) / sizeof(kNexEntries[0]);
   typ_ArchCompTable::InsertEntry(31, e);
+  RegisterPersistentClasses();
   g_SessionAdvice = new atr_String(kSessionAdvice);
   g_GenericAdvice = new atr_String(kGenericAdvice);
   mem_SetExhaustionHandler(&OnExhausted);

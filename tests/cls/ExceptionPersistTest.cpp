@@ -1,0 +1,245 @@
+// The exception classes as persistent classes: registration by
+// nex_initialize, round trips through the memory store, the registry hooks.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "cls/cls_ClassRegistrar.h"
+#include "cls/cls_MemoryStore.h"
+#include "cls/cls_Visitor.h"
+#include "cls/cls_xpString.h"
+#include "nex/nex_Exception.h"
+
+namespace {
+
+std::string S(const atr_StringBase& s) { return std::string(s.c_str(), s.Length()); }
+
+cls_ClassRegistrar& Third() { return omi_Singleton<cls_MetadataRegistrar>::Instance().GetRegistrar(2); }
+
+// Throws e from a known position and answers the caught copy.
+template <class E>
+E Raised(E e, int line) {
+  try {
+    e.Throw("nex/impl/nex_Test", line);
+  } catch (const E& caught) {
+    return caught;
+  }
+  return e;
+}
+
+// Writes e into a fresh store, rebuilds it by its stored class ID through the
+// registrar of mask bit 2, and answers the new object.
+std::unique_ptr<nex_Exception> RoundTrip(const nex_Exception& e, cls_MemStore& store) {
+  {
+    cls_WriteVisitor root(store.MakeWriteMemento());
+    cls_WriteVisitor child(root, cls_FieldHandle("e", 0), nullptr, &e);
+    e.DBWrite(child);  // virtual: the object's own class writes
+  }
+  cls_ReadVisitor root(store.MakeReadMemento());
+  return std::unique_ptr<nex_Exception>(static_cast<nex_Exception*>(cls_ReadObject(root, cls_FieldHandle("e", 0), Third())));
+}
+
+void ExpectSame(const nex_Exception& a, const nex_Exception& b) {
+  EXPECT_EQ(b.DynTypeId(), a.DynTypeId());
+  EXPECT_EQ(S(b.DeveloperReport()), S(a.DeveloperReport()));
+  EXPECT_EQ(S(b.UserReport()), S(a.UserReport()));
+  EXPECT_EQ(b.FromFile(), a.FromFile());
+  EXPECT_EQ(b.FromLine(), a.FromLine());
+  EXPECT_EQ(b.GetUid(), a.GetUid());
+}
+
+template <class E>
+const E& As(const std::unique_ptr<nex_Exception>& p) {
+  EXPECT_NE(p, nullptr);
+  return static_cast<const E&>(*p);
+}
+
+TEST(ExceptionPersistence, TextClassesRoundTrip) {
+  {
+    cls_MemStore store;
+    nex_TextException e = Raised(nex_TextException("text message"), 11);
+    auto back = RoundTrip(e, store);
+    ExpectSame(e, *back);
+    EXPECT_EQ(As<nex_TextException>(back).Value(), "text message");
+    EXPECT_EQ(S(back->DeveloperReport()), "Exception: text message in file nex/impl/nex_Test at line 11");
+  }
+  {
+    cls_MemStore store;
+    nex_AssertException e = Raised(nex_AssertException("x > 0"), 12);
+    auto back = RoundTrip(e, store);
+    ExpectSame(e, *back);
+    EXPECT_EQ(As<nex_AssertException>(back).Value(), "x > 0");
+  }
+  {
+    cls_MemStore store;
+    nex_BadCastException e = Raised(nex_BadCastException(atr_String("bad cast")), 13);
+    ExpectSame(e, *RoundTrip(e, store));
+  }
+  {
+    cls_MemStore store;
+    nex_InvalidObjException e(atr_String("never thrown"));  // empty file, line 0
+    auto back = RoundTrip(e, store);
+    ExpectSame(e, *back);
+    EXPECT_EQ(back->FromFile(), "");
+  }
+}
+
+TEST(ExceptionPersistence, CompoundValuesRoundTrip) {
+  {
+    cls_MemStore store;
+    nex_ExitException e = Raised(nex_ExitException(atr_String("bye"), 3), 21);
+    auto back = RoundTrip(e, store);
+    ExpectSame(e, *back);
+    EXPECT_EQ(As<nex_ExitException>(back).GetValue().m_Err, 3);
+    cls_ReadVisitor root(store.MakeReadMemento());
+    cls_ReadVisitor v(root, cls_FieldHandle("e", 0));
+    EXPECT_EQ(v.Read(cls_FieldHandle("m_Value.m_Msg", 0), "?"), "bye");
+  }
+  {
+    cls_MemStore store;
+    nex_ExitException e(5);
+    auto back = RoundTrip(e, store);
+    EXPECT_EQ(S(back->AsString()), "Exit code: 5");
+  }
+  {
+    cls_MemStore store;
+    nex_SystemErrorException e = Raised(nex_SystemErrorException(cow_SystemErrorCode::NoNativeCode, 2), 22);
+    auto back = RoundTrip(e, store);
+    ExpectSame(e, *back);
+    EXPECT_EQ(As<nex_SystemErrorException>(back).GetValue().m_NativeErrorCode, cow_SystemErrorCode::NoNativeCode);
+    EXPECT_EQ(As<nex_SystemErrorException>(back).GetValue().m_CRTErrorCode, 2);
+  }
+  {
+    cls_MemStore store;
+    nex_OutOfMemoryException e = Raised(nex_OutOfMemoryException(nex_OutOfMemoryLimit), 23);
+    int before = nex_OutOfMemoryException::GetOutOfMemoryMsgSession()->Length();
+    auto back = RoundTrip(e, store);
+    ExpectSame(e, *back);
+    EXPECT_EQ(As<nex_OutOfMemoryException>(back).Err(), nex_OutOfMemoryLimit);
+    // Reading back is not a raise: the advice texts do not grow.
+    EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgSession()->Length(), before);
+  }
+}
+
+TEST(ExceptionPersistence, TheStoredTreeFollowsTheWritingOrder) {
+  cls_MemStore store;
+  nex_TextException e = Raised(nex_TextException("m"), 31);
+  RoundTrip(e, store);
+  const cls_MemObject* o = store.Root().FieldAt(0).Value().Object();
+  ASSERT_NE(o, nullptr);
+  EXPECT_EQ(o->ClassID(), nex_TextException::TypeId());
+  ASSERT_EQ(o->FieldCount(), 1);
+  EXPECT_EQ(o->FieldAt(0).Name(), "m_Value");
+  const cls_MemObject* base = o->Base();
+  ASSERT_NE(base, nullptr);
+  EXPECT_EQ(base->ClassID(), nex_Exception::TypeId());
+  ASSERT_EQ(base->FieldCount(), 2);
+  EXPECT_EQ(base->FieldAt(0).Name(), "m_FromFile");
+  EXPECT_EQ(base->FieldAt(1).Name(), "m_FromLine");
+  EXPECT_EQ(base->FieldAt(1).FieldID(), 1);
+}
+
+// A command exception of the tests' own: nex_CommandException writes only
+// its nex_Exception part, under its own class ID.
+class Command : public nex_CommandException {
+ public:
+  NEX_CONCRETE_MEMBERS(Command, 0x1F00F0)
+  Command() = default;
+  atr_String JournalMessage() const override { return atr_String("journal"); }
+  cow_String PythonType() const override { return cow_String("Cmd"); }
+};
+void Command::Propagate() const { throw Command(*this); }
+Command* Command::Copy() const { return new Command(*this); }
+
+TEST(ExceptionPersistence, CommandExceptionWritesItsBasePartOnly) {
+  cls_MemStore store;
+  Command c;
+  {
+    cls_WriteVisitor root(store.MakeWriteMemento());
+    cls_WriteObject(root, cls_FieldHandle("c", 0), c);
+  }
+  const cls_MemObject* o = store.Root().FieldAt(0).Value().Object();
+  EXPECT_EQ(o->ClassID(), nex_CommandException::TypeId());
+  EXPECT_EQ(o->FieldCount(), 0);
+  ASSERT_NE(o->Base(), nullptr);
+  EXPECT_EQ(o->Base()->ClassID(), nex_Exception::TypeId());
+  // Abstract classes are never built from a store.
+  cls_ReadVisitor root(store.MakeReadMemento());
+  EXPECT_EQ(cls_ReadObject(root, cls_FieldHandle("c", 0), Third()), nullptr);
+}
+
+TEST(ExceptionPersistence, NexInitializeRegistersTheNineClasses) {
+  const cls_ClassRegistrar& r = Third();
+  const unsigned base = nex_Exception::TypeId();
+  for (unsigned id = 0x1F0001; id <= 0x1F0009; ++id) {
+    const cls_ClassMetadataHld& md = r.ConstGet(id);
+    ASSERT_FALSE(md.IsEmpty()) << std::hex << id;
+    EXPECT_EQ(md->Version(), 800);
+    EXPECT_EQ(md->BaseClassID(), id == base ? 1u : base);
+    EXPECT_EQ(r.GetClassID(md->ClassName()), id);
+  }
+  EXPECT_EQ(r.ConstGet(0x1F0003)->ClassName(), "nex_CommandException");
+  EXPECT_EQ(r.ConstGet(base)->GetAttribute("m_FromLine").m_FieldID, 1);
+  // Mask 2 reaches the third registrar only, and is not remembered.
+  cls_MetadataRegistrar& m = omi_Singleton<cls_MetadataRegistrar>::Instance();
+  EXPECT_FALSE(m.GetRegistrar(1).ClassIsPresent(0x1F0002u));
+  EXPECT_FALSE(m.GetRegistrar(4).ClassIsPresent(0x1F0002u));
+  EXPECT_EQ(r.GetClassID("cow_String"), cls_xpString::TypeId());
+  EXPECT_EQ(r.GetClassID("atr_String"), cls_xpTrString::TypeId());
+}
+
+TEST(ExceptionPersistence, StringExchangeTypesRoundTrip) {
+  cls_MemStore store;
+  cls_xpString s(cow_String("plain"));
+  cls_xpTrString t(atr_String("translated"));
+  {
+    cls_WriteVisitor root(store.MakeWriteMemento());
+    cls_WriteObject(root, cls_FieldHandle("s", 0), s);
+    cls_WriteObject(root, cls_FieldHandle("t", 1), t);
+  }
+  cls_ReadVisitor root(store.MakeReadMemento());
+  std::unique_ptr<cls_xpString> s2(static_cast<cls_xpString*>(cls_ReadObject(root, cls_FieldHandle("s", 0), Third())));
+  std::unique_ptr<cls_xpTrString> t2(
+      static_cast<cls_xpTrString*>(cls_ReadObject(root, cls_FieldHandle("t", 1), Third())));
+  EXPECT_EQ(s2->Value(), "plain");
+  EXPECT_EQ(s2->GetUid(), s.GetUid());
+  EXPECT_EQ(t2->Value(), "translated");
+  cls_ReadVisitor sv(root, cls_FieldHandle("s", 0));
+  EXPECT_TRUE(sv.FieldIsPresent(cls_FieldHandle("STRING", 0)));
+}
+
+// --------------------------------------------------------- registry hooks
+
+template <class F>
+void ExpectHook(F f, const char* text, int line) {
+  try {
+    f();
+    ADD_FAILURE() << "no exception for: " << text;
+  } catch (const nex_TextException& e) {
+    EXPECT_EQ(e.Value(), text);
+    EXPECT_EQ(e.FromFile(), "nex/impl/nex_TypeTable");
+    EXPECT_EQ(e.FromLine(), line);
+  }
+}
+
+TEST(RegistryHooks, FailedLookupsRaiseTheHookTexts) {
+  const cls_ClassRegistrar& first = omi_Singleton<cls_MetadataRegistrar>::Instance().GetRegistrar(1);
+  ExpectHook([&] { first.ConstGet(0x1F0002u); },
+             "cls_ClassRegistrar::ConstGet failed: Class nex_TextException is not declared in metadata.", 46);
+  ExpectHook([&] { first.GetLastClassVersionNumber(0x1F0002u); },
+             "cls_ClassRegistrar::ConstGet failed: Class nex_TextException is not declared in metadata.", 46);
+  ExpectHook([&] { Third().GetClassMetadata(0x1F0002u, 5); },
+             "cls_ClassRegistrar::GetClassMetadata failed: Class nex_TextException/Version 5 is not declared in "
+             "metadata.",
+             60);
+  ExpectHook([&] { Third().GetClassID(cow_String("no_such_class")); },
+             "cls_ClassRegistrar::GetClassID failed: Class ID can't be retrieved from class name no_such_class.", 74);
+  ExpectHook([&] { Third().GetClassID(cow_String()); },
+             "cls_ClassRegistrar::GetClassID failed: Class ID can't be retrieved from class name .", 74);
+  // Lookups that succeed pass the hooks.
+  EXPECT_EQ(Third().GetClassMetadata(0x1F0002u, 800)->ClassName(), "nex_TextException");
+  EXPECT_EQ(Third().GetLastClassVersionNumber(0x1F0002u), 800);
+}
+
+}  // namespace
