@@ -1,7 +1,9 @@
 #include "UTI_CoreUtils.h"
+#include "cls/cls_ClassRegistrar.h"
 #include "nex/nex_Exception.h"
 #include "typ/typ_ArchCompTable.h"
 #include "uti/UTI_BasicUtils.h"
+#include "uti/uti_Coord3D.h"
 
 namespace {
 constinit unsigned g_Uses = 0;
@@ -60,6 +62,16 @@ void uti_initialize(int& count) {
   e.m_Entries = kUtiEntries;
   e.m_Count = sizeof(kUtiEntries) / sizeof(kUtiEntries[0]);
   typ_ArchCompTable::InsertEntry(kUtiModule, e);
+
+  cls_MetadataRegistrar& m = omi_Singleton<cls_MetadataRegistrar>::Instance();
+  // ---- persistent exception classes, each with mask 2, in this order:
+  // uti_IOErrorException, uti_OdmException, uti_XypException,
+  // uti_CmdFailedException, uti_InterruptedException,
+  // uti_PreCheckFileException. Their registrations go here, before the
+  // coordinates, as each class is added to the module.
+  // ---- coordinates
+  m.initClassMetadata(&uti_Coord3D::InitializeMetadata, 6);
+  m.initClassMetadata(&uti_CoordCont3D::InitializeMetadata, 7);
 }
 
 void uti_finalize(int& count) {

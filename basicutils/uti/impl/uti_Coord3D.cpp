@@ -1,0 +1,100 @@
+#include "uti/uti_Coord3D.h"
+
+#include "cls/cls_ClassRegistrar.h"
+#include "cls/cls_Static.h"
+#include "cls/cls_Visitor.h"
+
+template class cow_ListBlock<uti_Coord3D>;
+template class cow_List<uti_Coord3D>;
+template class cow_ListIter<uti_Coord3D>;
+template int cow_List<uti_Coord3D>::FindMember<uti_Coord3D>(const uti_Coord3D&) const;
+template bool cow_List<uti_Coord3D>::IsEqual<uti_Coord3D>(const cow_List<uti_Coord3D>&) const;
+template class cow_CountedHld<uti_CoordCont3D>;
+template class cow_COW<uti_CoordCont3D, cow_Direct<uti_CoordCont3D>>;
+
+namespace {
+
+// cls_SimpleArrayPrim: the stored form of a whole array of floats.
+constexpr unsigned int kSimpleArrayPrimId = 0x230003;
+constexpr int kCoordContVersion = 203;
+
+cls_FieldHandle NumCoord() { return cls_FieldHandle("numCoord", 0); }
+cls_FieldHandle TempCoord() { return cls_FieldHandle("tempCoord", 1); }
+cls_FieldHandle ArrayData() { return cls_FieldHandle("data", 0); }
+
+}  // namespace
+
+// ============================================================ coordinate
+
+uti_Coord3D::uti_Coord3D(const cls_ReadVisitor& v)
+    : m_X(v.Read(cls_FieldHandle("x", 0), 0.0f)),
+      m_Y(v.Read(cls_FieldHandle("y", 1), 0.0f)),
+      m_Z(v.Read(cls_FieldHandle("z", 2), 0.0f)) {}
+
+void uti_Coord3D::DBWrite(const cls_WriteVisitor& v) const {
+  // A value has no identity of its own: the thread's empty uid stands in.
+  if (!v.StartWrite(TypeId(), cls_Static::Instance().ConstUid())) return;
+  v.Write(cls_FieldHandle("x", 0), m_X);
+  v.Write(cls_FieldHandle("y", 1), m_Y);
+  v.Write(cls_FieldHandle("z", 2), m_Z);
+}
+
+void* uti_Coord3D::Construct(cls_ReadVisitor& v) { return new uti_Coord3D(v); }
+
+void uti_Coord3D::InitializeMetadata(cls_ClassRegistrar& r) {
+  r.CreateClassMD("uti_Coord3D", TypeId(), 1, &Construct, 1)
+      .AddAttribute(cls_FieldHandle("x", 0), cls_AttrFloat, 1, cls_CollNone)
+      .AddAttribute(cls_FieldHandle("y", 1), cls_AttrFloat, 1, cls_CollNone)
+      .AddAttribute(cls_FieldHandle("z", 2), cls_AttrFloat, 1, cls_CollNone);
+}
+
+// ============================================================= container
+
+uti_CoordCont3D::uti_CoordCont3D(const cls_ReadVisitor& v) : m_Uid(v.GetUid()) {
+  int n = v.Read(NumCoord(), 0);
+  cls_ReadVisitor array(v, TempCoord());
+  cls_ReadListPrim<float>* data = array.MakeReadListPrim<float>(ArrayData());
+  if (data == nullptr) return;
+  int available = data->Count() / 3;
+  if (n > available) n = available;
+  for (int i = 0; i < n; ++i) {
+    float xyz[3];
+    data->GetBlock(3 * i, 3, xyz);
+    m_Coords.Append(uti_Coord3D(xyz[0], xyz[1], xyz[2]));
+  }
+  cls_Release(data);
+}
+
+uti_CoordCont3D::~uti_CoordCont3D() = default;
+
+void uti_CoordCont3D::DBWrite(const cls_WriteVisitor& v) const {
+  if (!v.StartWrite(TypeId(), m_Uid)) return;
+  v.Write(NumCoord(), m_Coords.Count());
+  // The array is an object of its own, with the container's identity.
+  cls_WriteVisitor array(v, TempCoord(), nullptr, this);
+  if (!array.StartWrite(kSimpleArrayPrimId, m_Uid)) return;
+  array.CheckCollectionType(cls_CollectionTypeFix(cls_CollList, static_cast<float*>(nullptr)));
+  cls_WriteListPrim<float>* w = array.MakeWriteListPrim<float>(ArrayData(), 3 * m_Coords.Count());
+  if (w == nullptr) return;
+  for (cow_ListIter<uti_Coord3D> it(m_Coords); it.More(); it.Next()) {
+    const float xyz[3] = {it.Current().X(), it.Current().Y(), it.Current().Z()};
+    w->AppendBlock(xyz, 3);
+  }
+  cls_Release(w);
+}
+
+void* uti_CoordCont3D::Construct(cls_ReadVisitor& v) { return new uti_CoordCont3D(v); }
+
+void uti_CoordCont3D::DeleteRep(cls_IntCOW* rep) {
+  // Every cow_COW has the same two-pointer layout; the registrar hands the
+  // handle over untyped.
+  auto* h = reinterpret_cast<cow_COW<uti_CoordCont3D, cow_Direct<uti_CoordCont3D>>*>(rep);
+  *h = static_cast<uti_CoordCont3D*>(nullptr);
+}
+
+void uti_CoordCont3D::InitializeMetadata(cls_ClassRegistrar& r) {
+  r.CreateClassMD("uti_CoordCont3D", TypeId(), kCoordContVersion, &Construct, 1)
+      .AddDtor(&DeleteRep)
+      .AddAttribute(NumCoord(), cls_AttributeType(5), 1, cls_CollNone)
+      .AddAttribute(TempCoord(), cls_AttributeType(15), kSimpleArrayPrimId, cls_CollectionType(53));
+}
