@@ -1,5 +1,6 @@
 #include "UTI_CoreUtils.h"
 #include "cls/cls_ClassRegistrar.h"
+#include "cls/cls_ExtQuant.h"
 #include "cls/cls_Static.h"
 #include "cls/cls_xpString.h"
 #include "typ/typ_ArchCompTable.h"
@@ -41,5 +42,6 @@ void cls_initialize(int& count) {
 void cls_finalize(int& count) {
   if (!UTI_ModuleLeave(g_Uses, count, "cls")) return;
   thr_ThreadSingletonBase<cls_Static>::ReleaseCurrentThread();
+  thr_ThreadSingletonBase<cls_ExtQuant>::ReleaseCurrentThread();
   omi_Singleton<cls_MetadataRegistrar>::Destroy();
 }
