@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "cls/cls_ExtQuant.h"
+#include "cls/cls_ThreadObjects.h"
 #include "support/TestSupport.h"
 
 namespace {

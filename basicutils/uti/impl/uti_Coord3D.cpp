@@ -1,7 +1,7 @@
 #include "uti/uti_Coord3D.h"
 
 #include "cls/cls_ClassRegistrar.h"
-#include "cls/cls_Static.h"
+#include "cls/cls_ThreadObjects.h"
 #include "cls/cls_Visitor.h"
 
 template class cow_ListBlock<uti_Coord3D>;

@@ -1,10 +1,31 @@
-#include "cls/cls_ExtQuant.h"
-
+// The per-thread objects of the framework, and the trie it keeps from ints
+// to object identities.
 #include <climits>
 #include <cstdlib>
 
 #include "aio/aio_ostream.h"
 #include "atr/atr_Translate.h"
+#include "cls/cls_PTrie.h"
+#include "cls/cls_ThreadObjects.h"
+
+template class cls_PTrieNode<int, cls_Uid, 1>;
+template class cls_PTrieInternalNode<int, cls_Uid, 1>;
+template class cls_PTrieLeafNode<int, cls_Uid, 1>;
+template class cls_PTrie<int, cls_Uid, 1>;
+template class cls_PTrieIter<int, cls_Uid, 1>;
+
+// ================================================================ defaults
+
+template class thr_ThreadSingletonBase<cls_Static>;
+template class thr_ThreadSingleton<cls_Static>;
+
+cls_Static::cls_Static() : m_Uid(nullptr), m_IntCOW(nullptr) {}
+
+cls_Static::~cls_Static() = default;
+
+cls_Static& cls_Static::Instance() { return thr_ThreadSingleton<cls_Static>::Instance(); }
+
+// ============================================================ extent quanta
 
 template class thr_ThreadSingletonBase<cls_ExtQuant>;
 template class thr_ThreadSingleton<cls_ExtQuant>;

@@ -1,25 +1,52 @@
-// cls_ExtQuant: the extent quanta (growth steps of persistent tables) of the
-// calling thread, with defaults that the environment may override for
-// testing.
+// The per-thread objects of the persistence framework. Each thread has its
+// own (thr_ThreadSingleton); the thread that finalizes cls releases its own,
+// and pool threads release theirs when they end.
 //
+// cls_Static: per-thread defaults, an empty cls_Uid and an empty shared
+// representation, for code that must hand out a reference to "nothing".
+//
+// cls_ExtQuant: the extent quanta (growth steps of persistent tables), with
+// defaults that the environment may override for testing.
 // ExtentQuantum(name, default) answers the default unless the environment
 // variable EXTENT_QUANTUM_OVERRIDE is set. That decision is taken once per
 // thread, at the first request; when the override is active it prints
 // "***** EXTENT_QUANTUM_OVERRIDE activated." to standard output (aio_cout),
 // and each quantum is then read from the environment variable of its name
 // (leading decimal digits; a value below 1 gives the default), printed once
-// as "***** <name> = <value>" and cached for the thread's lifetime.
-//
-// One object per thread (thr_ThreadSingleton, destroyed at destruct level 3
-// when a pool thread ends; cls_finalize releases the finalizing thread's).
+// as "***** <name> = <value>" and cached for the thread's lifetime. Pool
+// threads destroy theirs at destruct level 3.
 #pragma once
 
 #include "VNKUTI_BasicExport.h"
+#include "cls/cls_ClassMetadata.h"
+#include "cls/cls_Uid.h"
 #include "cow/cow_Btree.h"
 #include "cow/cow_String.h"
 #include "mem/mem_AllocationOperators.h"
 #include "thr/thr_ThreadSingleton.h"
 
+// ================================================================ defaults
+class VNKUTI_BASIC_API cls_Static {
+ public:
+  cls_Static();
+  ~cls_Static();  // releases both defaults
+  cls_Static(const cls_Static&) = delete;
+  cls_Static& operator=(const cls_Static&) = delete;
+
+  // The calling thread's object, made on first use.
+  static cls_Static& Instance();
+  const cls_Uid& ConstUid() const { return m_Uid; }
+  const cls_IntCOW& ConstIntCOW() const { return m_IntCOW; }
+
+ private:
+  cls_Uid m_Uid;
+  cls_IntCOW m_IntCOW;
+};
+
+extern template class VNKUTI_BASIC_API thr_ThreadSingletonBase<cls_Static>;
+extern template class VNKUTI_BASIC_API thr_ThreadSingleton<cls_Static>;
+
+// ============================================================ extent quanta
 class VNKUTI_BASIC_API cls_ExtQuant : public mem_AllocationOperators {
  public:
   static constexpr thr_ThreadObjectDestructLevel ThreadDestructLevel =
