@@ -41,6 +41,25 @@ constexpr PairTable MakePairTable() {
 
 constexpr PairTable kPairs = MakePairTable();
 
+// Decoding whole groups: the value of a character already shifted to its
+// place in the group's 24 bits, or kNotInGroup for anything outside the
+// alphabet, so that one OR of four lookups both joins and checks a group.
+constexpr std::uint32_t kNotInGroup = 0x01000000u;
+
+struct ShiftedTables {
+  std::uint32_t t[4][256];
+};
+
+constexpr ShiftedTables MakeShiftedTables() {
+  ShiftedTables r{};
+  for (int k = 0; k < 4; ++k)
+    for (int c = 0; c < 256; ++c)
+      r.t[k][c] = kDecode.v[c] >= 0 ? std::uint32_t(kDecode.v[c]) << (18 - 6 * k) : kNotInGroup;
+  return r;
+}
+
+constexpr ShiftedTables kShifted = MakeShiftedTables();
+
 }  // namespace
 
 void EncodeGroupsScalar(const unsigned char* in, std::size_t bytes, char* out) {
@@ -51,28 +70,35 @@ void EncodeGroupsScalar(const unsigned char* in, std::size_t bytes, char* out) {
   }
 }
 
+void EncodeLinesScalar(const unsigned char* in, std::size_t lines, char* out) {
+  for (std::size_t k = 0; k < lines; ++k, in += kLineBytes, out += 77) {
+    EncodeGroupsScalar(in, kLineBytes, out);
+    out[76] = '\n';
+  }
+}
+
 }  // namespace utl_base64_impl
 
 namespace {
 
 using namespace utl_base64_impl;
 
-constexpr std::size_t kLineBytes = 57;  // 76 characters per line
-
 struct Path {
   EncodeKernel encode;
+  EncodeLinesKernel encodeLines;
   DecodeKernel decode;        // null: no vector decoding
   std::size_t decodeBlock;  // characters per vector step
 };
 
+constexpr Path kScalar = {&EncodeGroupsScalar, &EncodeLinesScalar, nullptr, 0};
 constexpr Path kPaths[utl_Base64PathCount] = {
-    {&EncodeGroupsScalar, nullptr, 0},
+    kScalar,
 #if defined(UTL_BASE64_HAVE_X86)
-    {&EncodeAvx2, &DecodeAvx2, 32},
-    {&EncodeAvx512, &DecodeAvx512, 64},
+    {&EncodeAvx2, &EncodeLinesAvx2, &DecodeAvx2, 32},
+    {&EncodeAvx512, &EncodeLinesAvx512, &DecodeAvx512, 64},
 #else
-    {&EncodeGroupsScalar, nullptr, 0},
-    {&EncodeGroupsScalar, nullptr, 0},
+    kScalar,
+    kScalar,
 #endif
 };
 
@@ -155,12 +181,12 @@ cow_String Encode(const Path& path, const cow_String& data, bool lineBreaks) {
   const std::size_t whole = n - n % 3;
   char* out = buf;
   std::size_t done = 0;
-  if (lineBreaks)
-    for (; done + kLineBytes <= whole; done += kLineBytes) {
-      path.encode(in + done, kLineBytes, out);
-      out += kLineBytes / 3 * 4;
-      *out++ = '\n';
-    }
+  if (lineBreaks) {
+    const std::size_t lines = whole / kLineBytes;
+    path.encodeLines(in, lines, out);
+    done = lines * kLineBytes;
+    out += lines * 77;
+  }
   path.encode(in + done, whole - done, out);
   out += (whole - done) / 3 * 4;
 
@@ -210,12 +236,13 @@ cow_String Decode(const Path& path, cow_String& text, bool strict) {
         i = path.decode(s, i, len, out, &bad);
         vectorFrom = bad + 1;
       }
+      const auto& t = kShifted.t;
       for (; i + 4 <= len; i += 4, out += 3) {
-        std::int8_t v0 = table[s[i]], v1 = table[s[i + 1]], v2 = table[s[i + 2]], v3 = table[s[i + 3]];
-        if ((v0 | v1 | v2 | v3) < 0) break;
-        out[0] = static_cast<unsigned char>((v0 << 2) | (v1 >> 4));
-        out[1] = static_cast<unsigned char>((v1 << 4) | (v2 >> 2));
-        out[2] = static_cast<unsigned char>((v2 << 6) | v3);
+        const std::uint32_t g = t[0][s[i]] | t[1][s[i + 1]] | t[2][s[i + 2]] | t[3][s[i + 3]];
+        if (g & kNotInGroup) break;
+        out[0] = static_cast<unsigned char>(g >> 16);
+        out[1] = static_cast<unsigned char>(g >> 8);
+        out[2] = static_cast<unsigned char>(g);
       }
       if (i != start) b0 = b1 = b2 = 0;
     }

@@ -35,6 +35,10 @@ inline constexpr DecodeTable kDecode = MakeDecodeTable();
 // outside those spans.
 using EncodeKernel = void (*)(const unsigned char* in, std::size_t bytes, char* out);
 
+// Encodes `lines` lines of 57 bytes, each to 76 characters and a line feed.
+using EncodeLinesKernel = void (*)(const unsigned char* in, std::size_t lines, char* out);
+inline constexpr std::size_t kLineBytes = 57;
+
 // A vector kernel decodes blocks of alphabet characters starting at text[i],
 // where i is a multiple of 4, while a whole block lies before len. It stops
 // before the first block that holds any other byte and stores that byte's
@@ -46,13 +50,16 @@ using DecodeKernel = std::size_t (*)(const unsigned char* text, std::size_t i, s
 // The scalar encoder of whole groups, also used by the kernels for runs
 // shorter than one vector.
 void EncodeGroupsScalar(const unsigned char* in, std::size_t bytes, char* out);
+void EncodeLinesScalar(const unsigned char* in, std::size_t lines, char* out);
 
 #if defined(__x86_64__) || defined(__i386__)
 #define UTL_BASE64_HAVE_X86 1
 void EncodeAvx2(const unsigned char* in, std::size_t bytes, char* out);
+void EncodeLinesAvx2(const unsigned char* in, std::size_t lines, char* out);
 std::size_t DecodeAvx2(const unsigned char* text, std::size_t i, std::size_t len, unsigned char*& out,
                        std::size_t* bad);
 void EncodeAvx512(const unsigned char* in, std::size_t bytes, char* out);
+void EncodeLinesAvx512(const unsigned char* in, std::size_t lines, char* out);
 std::size_t DecodeAvx512(const unsigned char* text, std::size_t i, std::size_t len, unsigned char*& out,
                          std::size_t* bad);
 #endif

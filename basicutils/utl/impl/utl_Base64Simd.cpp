@@ -184,15 +184,13 @@ UTL_TARGET_AVX512 inline __m512i Load64(const Bytes64& t) { return _mm512_loadu_
 
 inline __mmask64 LowBits(unsigned n) { return n >= 64 ? ~0ull : (1ull << n) - 1; }
 
-// 3 * groups bytes at in (groups <= 16) -> 4 * groups characters, by masks.
-UTL_TARGET_AVX512 inline void Encode48(const unsigned char* in, char* out, unsigned groups, __m512i spread,
-                                       __m512i alphabet) {
-  const __mmask64 inMask = LowBits(3 * groups);
-  const __mmask64 outMask = LowBits(4 * groups);
-  __m512i v = _mm512_permutexvar_epi8(spread, _mm512_maskz_loadu_epi8(inMask, in));
+// Byte lane g of the result holds the four 6-bit fields of group g, taken
+// from input bytes 3g .. 3g + 2 of v.
+UTL_TARGET_AVX512 inline __m512i Encode48(__m512i v, __m512i spread, __m512i alphabet) {
+  v = _mm512_permutexvar_epi8(spread, v);
   // Per 32-bit lane (b1 b0 b2 b1): the fields start at bits 10, 4, 22, 16.
   __m512i idx = _mm512_multishift_epi64_epi8(_mm512_set1_epi64(0x3036242A1016040Aull), v);
-  _mm512_mask_storeu_epi8(out, outMask, _mm512_permutexvar_epi8(idx, alphabet));
+  return _mm512_permutexvar_epi8(idx, alphabet);
 }
 
 }  // namespace
@@ -208,6 +206,19 @@ UTL_TARGET_AVX2 void EncodeAvx2(const unsigned char* in, std::size_t bytes, char
   if (i < bytes) {
     i = bytes - 24;
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i / 3 * 4), Encode24(in + i, shift));
+  }
+}
+
+// A line of 57 bytes as three steps at 0, 24 and 33: the last overlaps the
+// second and rewrites the same characters, so nothing outside the line is
+// read or written.
+UTL_TARGET_AVX2 void EncodeLinesAvx2(const unsigned char* in, std::size_t lines, char* out) {
+  const __m256i shift = Broadcast16(kEncodeShift);
+  for (std::size_t k = 0; k < lines; ++k, in += kLineBytes, out += 77) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), Encode24(in, shift));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 32), Encode24(in + 24, shift));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 44), Encode24(in + 33, shift));
+    out[76] = '\n';
   }
 }
 
@@ -250,14 +261,32 @@ UTL_TARGET_AVX2 std::size_t DecodeAvx2(const unsigned char* text, std::size_t i,
 UTL_TARGET_AVX512 void EncodeAvx512(const unsigned char* in, std::size_t bytes, char* out) {
   const __m512i spread = Load64(kSpread), alphabet = Load64(kAlphabet64);
   std::size_t i = 0;
-  for (; i + 48 <= bytes; i += 48) Encode48(in + i, out + i / 3 * 4, 16, spread, alphabet);
-  if (i < bytes) Encode48(in + i, out + i / 3 * 4, static_cast<unsigned>((bytes - i) / 3), spread, alphabet);
+  // Whole 64-byte loads while they stay inside the input (a step uses 48).
+  for (; i + 64 <= bytes; i += 48) _mm512_storeu_si512(out + i / 3 * 4, Encode48(_mm512_loadu_si512(in + i), spread, alphabet));
+  // The rest, at most two steps, through masks: plain stores are faster, so
+  // masks are kept for the edges.
+  for (; i < bytes; i += 48) {
+    const unsigned groups = static_cast<unsigned>(bytes - i < 48 ? (bytes - i) / 3 : 16);
+    __m512i v = _mm512_maskz_loadu_epi8(LowBits(3 * groups), in + i);
+    _mm512_mask_storeu_epi8(out + i / 3 * 4, LowBits(4 * groups), Encode48(v, spread, alphabet));
+  }
+}
+
+// A line of 57 bytes as two steps of 48 at 0 and 9, overlapping by 13 groups;
+// the loads are masked to the line, the stores are plain.
+UTL_TARGET_AVX512 void EncodeLinesAvx512(const unsigned char* in, std::size_t lines, char* out) {
+  const __m512i spread = Load64(kSpread), alphabet = Load64(kAlphabet64);
+  const __mmask64 in48 = LowBits(48);
+  for (std::size_t k = 0; k < lines; ++k, in += kLineBytes, out += 77) {
+    _mm512_storeu_si512(out, Encode48(_mm512_maskz_loadu_epi8(in48, in), spread, alphabet));
+    _mm512_storeu_si512(out + 12, Encode48(_mm512_maskz_loadu_epi8(in48, in + 9), spread, alphabet));
+    out[76] = '\n';
+  }
 }
 
 UTL_TARGET_AVX512 std::size_t DecodeAvx512(const unsigned char* text, std::size_t i, std::size_t len,
                                            unsigned char*& out, std::size_t* bad) {
   const __m512i ascii0 = Load64(kAscii0), ascii1 = Load64(kAscii1), pack = Load64(kPack);
-  const __mmask64 outMask = LowBits(48);
   unsigned char* o = out;
   for (; i + 64 <= len; i += 64, o += 48) {
     __m512i x = _mm512_loadu_si512(text + i);
@@ -271,7 +300,10 @@ UTL_TARGET_AVX512 std::size_t DecodeAvx512(const unsigned char* text, std::size_
     }
     v = _mm512_maddubs_epi16(v, _mm512_set1_epi32(0x01400140));
     v = _mm512_madd_epi16(v, _mm512_set1_epi32(0x00011000));
-    _mm512_mask_storeu_epi8(o, outMask, _mm512_permutexvar_epi8(pack, v));
+    v = _mm512_permutexvar_epi8(pack, v);
+    // 48 bytes as 32 + 16: a masked store is slower on some processors.
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(o), _mm512_castsi512_si256(v));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(o + 32), _mm512_extracti32x4_epi32(v, 2));
   }
   *bad = len;
   out = o;
