@@ -15,9 +15,11 @@
 // of four by its own position in the text modulo 4, counting every character
 // before it. In lenient mode characters outside the alphabet are skipped but
 // still count, so a blank or a line feed inside the text shifts all that
-// follows; strict mode rejects them. An '=' ends the text: at positions 2 and
-// 3 of a group ("xx==", "xxx=") it yields the pending one or two bytes, and
-// anything after it is ignored.
+// follows; strict mode rejects them. A skipped character leaves its part of
+// the pending group as it was: zero since the last completed group, or what
+// an unfinished group before it put there. An '=' ends the text: at
+// positions 2 and 3 of a group ("xx==", "xxx=") it yields the pending one or
+// two bytes, and anything after it is ignored.
 //
 // Errors are raised as utl_Base64CodecError, with no partial result:
 //   "padding error"           '=' at position 0 or 1 of a group, a single '='
