@@ -29,3 +29,4 @@
 #include "typ/typ_DebugFlags.h"
 #include "uti/UTI_BasicUtils.h"
 #include "uti/uti_NumFormat.h"
+#include "utl/utl_CommandLine.h"

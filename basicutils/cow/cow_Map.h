@@ -50,8 +50,22 @@ struct cow_MapKeyTraits<unsigned int> {
 // counted from the back. Keys are equal, and ordered, byte by byte as unsigned
 // characters up to the terminating zero.
 struct VNKUTI_BASIC_API cow_MapStringKey {
-  static unsigned Bit(const atr_StringBase& k, unsigned depth) noexcept;
-  static bool Equal(const atr_StringBase& a, const atr_StringBase& b) noexcept;
+  static unsigned Bit(const atr_StringBase& k, unsigned depth) noexcept {
+    const unsigned length = static_cast<unsigned>(k.Length());
+    if (depth > length) return 0;
+    // Even depths read from the front (reaching the terminating zero only
+    // for the empty string), odd depths from the back.
+    const unsigned at = (depth & 1u) ? length - (depth >> 1) - 1 : depth >> 1;
+    return static_cast<unsigned char>(k.c_str()[at]) & 1u;
+  }
+  static bool Equal(const atr_StringBase& a, const atr_StringBase& b) noexcept {
+    const char* x = a.c_str();
+    const char* y = b.c_str();
+    if (x == y) return true;  // shared text
+    for (; *x == *y; ++x, ++y)
+      if (*x == 0) return true;
+    return false;
+  }
   static bool Less(const atr_StringBase& a, const atr_StringBase& b) noexcept;
 };
 
@@ -137,12 +151,17 @@ class cow_Map {
   // ----- accessors (never copy) -----------------------------------------
   int Count() const noexcept { return m_Count; }
   bool IsEmpty() const noexcept { return m_Count == 0; }
-  bool IsMember(const K& k) const noexcept { return Find(k) != nullptr; }
+  bool IsMember(const K& k) const noexcept { return FindNode(k) != nullptr; }
+  // The value stored under k, or null when k is absent.
+  const V* FindPtr(const K& k) const noexcept {
+    const Node* n = FindNode(k);
+    return n ? &n->m_Value : nullptr;
+  }
 
   // The value stored under k. For a missing key: a default-constructed V
   // shared by all such calls (the map does not change).
   const V& ConstGet(const K& k) const {
-    const Node* n = Find(k);
+    const Node* n = FindNode(k);
     return n ? n->m_Value : MissingValue();
   }
 
@@ -179,7 +198,7 @@ class cow_Map {
   void Clear() { *this = cow_Map(); }
 
  private:
-  const Node* Find(const K& k) const noexcept {
+  const Node* FindNode(const K& k) const noexcept {
     const Node* n = m_Root.GetPtr();
     for (unsigned depth = 0; n != nullptr; ++depth) {
       if (Traits::Equal(n->m_Key, k)) return n;

@@ -23,4 +23,6 @@ enum utl_ClassNumber : unsigned {
   utl_ClassBinStreamWriteError,
   utl_ClassBinStreamReadError,
   utl_ClassBinStreamEOF,
+  utl_ClassMissingCmdLineArgException,
+  utl_ClassCmdLineArgFormatException,
 };

@@ -6,19 +6,6 @@
 #include <cstring>
 
 // ----------------------------------------------------------------- string keys
-unsigned cow_MapStringKey::Bit(const atr_StringBase& k, unsigned depth) noexcept {
-  const unsigned length = static_cast<unsigned>(k.Length());
-  if (depth > length) return 0;
-  // Even depths read from the front (reaching the terminating zero only for
-  // the empty string), odd depths from the back.
-  const unsigned at = (depth & 1u) ? length - (depth >> 1) - 1 : depth >> 1;
-  return static_cast<unsigned char>(k.c_str()[at]) & 1u;
-}
-
-bool cow_MapStringKey::Equal(const atr_StringBase& a, const atr_StringBase& b) noexcept {
-  return a.c_str() == b.c_str() || std::strcmp(a.c_str(), b.c_str()) == 0;
-}
-
 bool cow_MapStringKey::Less(const atr_StringBase& a, const atr_StringBase& b) noexcept {
   return std::strcmp(a.c_str(), b.c_str()) < 0;  // strcmp compares as unsigned char
 }

@@ -1,6 +1,7 @@
 #include "UTI_CoreUtils.h"
 #include "uti/UTI_BasicUtils.h"
 #include "utl/impl/utl_TypeTable.h"
+#include "utl/utl_CommandLine.h"
 #include "utl/utl_IOTracker.h"
 #include "utl/utl_Version.h"
 
@@ -17,6 +18,8 @@ void utl_initialize(int& count) {
 void utl_finalize(int& count) {
   if (!UTI_ModuleLeave(g_Uses, count, "utl")) return;
   utl_Version::Destroy();
+  // The command line and, under the global lock, its mutex.
+  utl_CommandLine::Finalize();
   // The I/O tracker container and, under the global lock, its creation mutex.
   utl_IOTracker_Container::Finalize();
 }

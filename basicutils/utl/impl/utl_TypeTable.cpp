@@ -17,8 +17,9 @@ constexpr typ_Entry kUtlEntries[] = {
     {kText, "utl_FileExceptionFull", 4},      {kText, "utl_BinStreamException", 4},
     {kBinStream, "utl_BinStreamWriteError", 4}, {kBinStream, "utl_BinStreamReadError", 4},
     {kBinStream, "utl_BinStreamEOF", 4},
+    {kText, "utl_MissingCmdLineArgException", 4}, {kText, "utl_CmdLineArgFormatException", 4},
 };
-static_assert(sizeof(kUtlEntries) / sizeof(kUtlEntries[0]) == utl_ClassBinStreamEOF,
+static_assert(sizeof(kUtlEntries) / sizeof(kUtlEntries[0]) == utl_ClassCmdLineArgFormatException,
               "one entry per class number");
 }  // namespace
 
