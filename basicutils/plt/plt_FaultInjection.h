@@ -28,6 +28,8 @@ enum plt_FaultKind : int {
   plt_FaultLock,      // range locks and share-mode locks
   plt_FaultUnlink,
   plt_FaultRename,
+  plt_FaultStat,      // path status and existence checks (plt_FileSystem.h)
+  plt_FaultSpawn,     // process calls (plt_Process.h): spawn, exit-status read, kill, pipe
   plt_FaultKindCount
 };
 
