@@ -1,0 +1,320 @@
+// The thread pool: slot choice, workers' idle turns, destruction with and
+// without waiting, suspension, termination and the ways a thread gives up.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <deque>
+
+#include "ThrTestSupport.h"
+#include "thr/thr_Functions.h"
+#include "thr/thr_ThreadPool.h"
+
+using namespace thrtest;
+using Clock = std::chrono::steady_clock;
+
+double Ms(Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); }
+
+namespace {
+
+std::atomic<int> g_TasksGone{0};
+
+// Records where and when it ran; may wait for a gate before returning.
+struct Probe {
+  std::atomic<int> m_Slot{-100};
+  std::atomic<int> m_Number{-100};
+  std::atomic<bool> m_Started{false};
+  std::atomic<bool> m_Finished{false};
+  std::atomic<bool> m_Gate{true};
+  Clock::time_point m_StartTime;
+};
+
+struct ProbeTask : thr_ThreadTask {
+  Probe* m_Probe;
+  explicit ProbeTask(Probe* p) : m_Probe(p) {}
+  ~ProbeTask() override { g_TasksGone.fetch_add(1); }
+  void Run(int thread) override {
+    m_Probe->m_StartTime = Clock::now();
+    m_Probe->m_Slot = thread;
+    m_Probe->m_Number = thr_CurrentThreadNumber();
+    m_Probe->m_Started = true;
+    WaitUntil([this] { return m_Probe->m_Gate.load(); }, 20s);
+    m_Probe->m_Finished = true;
+  }
+};
+
+// What the tasks touch lives in the fixture, so that a test that stops
+// early still ends its workers before that goes: TearDown opens every gate,
+// stops the spinners and destroys the pool.
+class ThrPool : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    // A first thread makes a sanitizer start its own helper thread, which
+    // must not count against the workers.
+    std::thread([] {}).join();
+    m_Threads = ProcessThreadCount();
+    g_TasksGone = 0;
+    m_Pool = &thr_GlobalSingleton<thr_ThreadPool>::Instance();
+  }
+  void TearDown() override {
+    for (Probe& p : m_Probes) p.m_Gate = true;
+    m_Stop = true;
+    EndPool();
+    EXPECT_TRUE(WaitUntil([this] { return ProcessThreadCount() == m_Threads; })) << "a worker outlived the test";
+  }
+  static void EndPool() { thr_GlobalSingletonBase<thr_ThreadPool>::Finalize(); }
+  Probe& NewProbe(bool gateOpen = true) {
+    m_Probes.emplace_back();
+    m_Probes.back().m_Gate = gateOpen;
+    return m_Probes.back();
+  }
+
+  thr_ThreadPool* m_Pool = nullptr;
+  int m_Threads = 0;
+  std::deque<Probe> m_Probes;
+  std::atomic<long> m_Progress[2] = {};
+  std::atomic<bool> m_Stop{false};
+  std::atomic<int> m_Done{0};
+};
+
+// ============================================================ slot choice
+
+TEST_F(ThrPool, WithoutWorkersTheTaskIsParkedInSlotZeroAndFreedWithThePool) {
+  Probe& p = NewProbe();
+  EXPECT_TRUE(m_Pool->RunTask(new ProbeTask(&p), false, 0));
+  EXPECT_EQ(m_Pool->SlotState(0), thr_ThreadPool::e_taskHandedOver);
+  // Slot 0 is now busy; a bounded second try fails and the caller keeps it.
+  Probe& q = NewProbe();
+  auto* kept = new ProbeTask(&q);
+  EXPECT_FALSE(m_Pool->RunTask(kept, false, 3));
+  delete kept;
+  EXPECT_FALSE(m_Pool->RunTask(nullptr, false, 1));
+  std::this_thread::sleep_for(30ms);
+  EXPECT_FALSE(p.m_Started.load());
+  thr_GlobalSingletonBase<thr_ThreadPool>::Finalize();
+  EXPECT_EQ(g_TasksGone.load(), 2);
+}
+
+TEST_F(ThrPool, OneWorkerServesEveryTaskInSlotZero) {
+  m_Pool->AddThreads(1, thr_ThreadPool::e_computeThread);
+  EXPECT_EQ(m_Pool->ThreadCount(), 1);
+  for (int i = 0; i < 5; ++i) {
+    Probe& p = NewProbe();
+    ASSERT_TRUE(m_Pool->RunTask(new ProbeTask(&p), false, 0));
+    ASSERT_TRUE(WaitUntil([&] { return p.m_Finished.load(); }));
+    EXPECT_EQ(p.m_Slot.load(), 0);
+    EXPECT_EQ(p.m_Number.load(), 1);  // slot + 1 inside a worker
+    ASSERT_TRUE(WaitUntil([&] { return m_Pool->SlotState(0) == thr_ThreadPool::e_idle; }));
+  }
+  EXPECT_EQ(thr_CurrentThreadNumber(), -1);
+  EXPECT_EQ(g_TasksGone.load(), 5);
+}
+
+TEST_F(ThrPool, LowestIdleSlotFirstThenTheLastAndFalseWhenAllAreBusy) {
+  m_Pool->AddThreads(3, thr_ThreadPool::e_computeThread);
+  Probe* p[3] = {&NewProbe(false), &NewProbe(false), &NewProbe(false)};
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_TRUE(m_Pool->RunTask(new ProbeTask(p[i]), false, 3));
+    ASSERT_TRUE(WaitUntil([&] { return p[i]->m_Started.load(); }));
+    EXPECT_EQ(p[i]->m_Slot.load(), i);
+  }
+  Probe& extra = NewProbe();
+  auto* task = new ProbeTask(&extra);
+  EXPECT_FALSE(m_Pool->RunTask(task, false, 3));
+  delete task;
+  // The middle worker comes free: it is the lowest idle one again.
+  p[1]->m_Gate = true;
+  ASSERT_TRUE(WaitUntil([&] { return m_Pool->SlotState(1) == thr_ThreadPool::e_idle; }));
+  Probe& again = NewProbe();
+  ASSERT_TRUE(m_Pool->RunTask(new ProbeTask(&again), false, 3));
+  ASSERT_TRUE(WaitUntil([&] { return again.m_Finished.load(); }));
+  EXPECT_EQ(again.m_Slot.load(), 1);
+}
+
+// ============================================================ idle turns
+
+TEST_F(ThrPool, IdleWorkerStartsATaskPromptlyWhilePollingAndAfter) {
+  m_Pool->AddThreads(1, thr_ThreadPool::e_computeThread);
+  std::this_thread::sleep_for(25ms);  // inside the polling turns
+  Probe& early = NewProbe();
+  auto handed = Clock::now();
+  ASSERT_TRUE(m_Pool->RunTask(new ProbeTask(&early), false, 0));
+  ASSERT_TRUE(WaitUntil([&] { return early.m_Finished.load(); }));
+  EXPECT_LT(Ms(early.m_StartTime - handed), 500);
+
+  std::this_thread::sleep_for(1300ms);  // past 100 turns: waiting without limit
+  Probe& late = NewProbe();
+  handed = Clock::now();
+  ASSERT_TRUE(m_Pool->RunTask(new ProbeTask(&late), false, 0));
+  ASSERT_TRUE(WaitUntil([&] { return late.m_Finished.load(); }));
+  EXPECT_LT(Ms(late.m_StartTime - handed), 500);
+}
+
+// ============================================================ destruction
+
+TEST_F(ThrPool, DestructionWaitsForARunningTask) {
+  m_Pool->AddThreads(2, thr_ThreadPool::e_computeThread);
+  Probe& p = NewProbe(false);
+  ASSERT_TRUE(m_Pool->RunTask(new ProbeTask(&p), false, 0));
+  ASSERT_TRUE(WaitUntil([&] { return p.m_Started.load(); }));
+  BoundedThread opener([&] {
+    std::this_thread::sleep_for(150ms);
+    p.m_Gate = true;
+  });
+  thr_GlobalSingletonBase<thr_ThreadPool>::Finalize();
+  EXPECT_TRUE(p.m_Finished.load());
+  EXPECT_EQ(g_TasksGone.load(), 1);
+}
+
+TEST_F(ThrPool, DestructionDoesNotWaitForAKeepAliveTask) {
+  m_Pool->AddThreads(2, thr_ThreadPool::e_computeThread);
+  Probe& p = NewProbe(false);
+  ASSERT_TRUE(m_Pool->RunTask(new ProbeTask(&p), true, 0));
+  ASSERT_TRUE(WaitUntil([&] { return p.m_Started.load(); }));
+  thr_GlobalSingletonBase<thr_ThreadPool>::Finalize();
+  EXPECT_FALSE(p.m_Finished.load());
+  // The worker finishes on its own, deletes its task and ends (TearDown
+  // checks that its thread is gone).
+  p.m_Gate = true;
+  EXPECT_TRUE(WaitUntil([&] { return g_TasksGone.load() == 1; }));
+}
+
+TEST_F(ThrPool, DestructionUnderTheErrorConditionWaitsForNobody) {
+  m_Pool->AddThreads(2, thr_ThreadPool::e_computeThread);
+  Probe& p = NewProbe(false);
+  ASSERT_TRUE(m_Pool->RunTask(new ProbeTask(&p), false, 0));
+  ASSERT_TRUE(WaitUntil([&] { return p.m_Started.load(); }));
+  m_Pool->SetErrorCondition(true);
+  EXPECT_TRUE(m_Pool->ErrorCondition());
+  thr_GlobalSingletonBase<thr_ThreadPool>::Finalize();
+  EXPECT_FALSE(p.m_Finished.load());
+  p.m_Gate = true;
+  EXPECT_TRUE(WaitUntil([&] { return g_TasksGone.load() == 1; }));
+}
+
+// ============================================================ termination
+
+TEST_F(ThrPool, TerminateThreadEndsAnIdleWorker) {
+  m_Pool->AddThreads(2, thr_ThreadPool::e_computeThread);
+  std::this_thread::sleep_for(20ms);
+  m_Pool->TerminateThread(1);
+  EXPECT_TRUE(WaitUntil([&] { return m_Pool->SlotState(1) == thr_ThreadPool::e_exited; }));
+  EXPECT_EQ(m_Pool->SlotState(0), thr_ThreadPool::e_idle);
+  m_Pool->TerminateThread(5000);  // outside the table: only finalizes the caller's objects
+  EXPECT_EQ(m_Pool->SlotState(5000), -1);
+}
+
+struct GiveUpTask : thr_ThreadTask {
+  std::atomic<int>* m_Done;
+  explicit GiveUpTask(std::atomic<int>* done) : m_Done(done) {}
+  void Run(int) override {
+    thr_ErrorInThread(0);  // finalizes the pool from inside it, then returns
+    m_Done->store(thr_GlobalSingletonBase<thr_ThreadPool>::Instance() == nullptr ? 1 : 2);
+  }
+};
+
+TEST_F(ThrPool, ErrorInThreadWithStatusZeroFromAWorkerFinalizesThePool) {
+  m_Pool->AddThreads(2, thr_ThreadPool::e_computeThread);
+  ASSERT_TRUE(m_Pool->RunTask(new GiveUpTask(&m_Done), false, 0));
+  ASSERT_TRUE(WaitUntil([&] { return m_Done.load() != 0; }));
+  EXPECT_EQ(m_Done.load(), 1);
+  // The worker ends by itself once its task has returned (TearDown checks).
+}
+
+// ============================================================= suspension
+
+struct SpinTask : thr_ThreadTask {
+  std::atomic<long>* m_Progress;
+  std::atomic<bool>* m_Stop;
+  SpinTask(std::atomic<long>* progress, std::atomic<bool>* stop) : m_Progress(progress), m_Stop(stop) {}
+  void Run(int) override {
+    while (!m_Stop->load()) {
+      m_Progress->fetch_add(1);
+      std::this_thread::sleep_for(1ms);
+    }
+  }
+};
+
+TEST_F(ThrPool, SuspendStopsWorkersUntilResumed) {
+  m_Pool->AddThreads(2, thr_ThreadPool::e_computeThread);
+  std::atomic<long>* progress = m_Progress;
+  ASSERT_TRUE(m_Pool->RunTask(new SpinTask(&progress[0], &m_Stop), false, 0));
+  ASSERT_TRUE(m_Pool->RunTask(new SpinTask(&progress[1], &m_Stop), false, 0));
+  ASSERT_TRUE(WaitUntil([&] { return progress[0].load() > 0 && progress[1].load() > 0; }));
+
+  m_Pool->SuspendThreads();
+  EXPECT_FALSE(m_Pool->Running());
+  const long frozen[2] = {progress[0].load(), progress[1].load()};
+  std::this_thread::sleep_for(100ms);
+  EXPECT_EQ(progress[0].load(), frozen[0]);
+  EXPECT_EQ(progress[1].load(), frozen[1]);
+  m_Pool->ResumeThreads();
+  EXPECT_TRUE(m_Pool->Running());
+  EXPECT_TRUE(WaitUntil([&] { return progress[0].load() > frozen[0] && progress[1].load() > frozen[1]; }));
+
+  // Sparing slot 0: only slot 1 stops.
+  m_Pool->SuspendAllOtherThreads(0);
+  const long spared = progress[0].load(), held = progress[1].load();
+  EXPECT_TRUE(WaitUntil([&] { return progress[0].load() > spared + 5; }));
+  EXPECT_EQ(progress[1].load(), held);
+  m_Pool->ResumeAllOtherThreads(0);
+  EXPECT_TRUE(WaitUntil([&] { return progress[1].load() > held; }));
+
+  // Suspensions count; a worker left suspended is resumed by the destructor.
+  m_Pool->SuspendThreads();
+  m_Pool->SuspendThreads();
+  m_Pool->ResumeThreads();
+  const long still = progress[1].load();
+  std::this_thread::sleep_for(50ms);
+  EXPECT_EQ(progress[1].load(), still);
+}
+
+TEST_F(ThrPool, MaskedWorkerIsNotSuspended) {
+  m_Pool->AddThreads(1, thr_ThreadPool::e_computeThread);
+  struct MaskedSpin : SpinTask {
+    using SpinTask::SpinTask;
+    void Run(int t) override {
+      thr_maskSuspendSignalsInThread(1);
+      SpinTask::Run(t);
+      thr_maskSuspendSignalsInThread(0);
+    }
+  };
+  std::atomic<long>& progress = m_Progress[0];
+  ASSERT_TRUE(m_Pool->RunTask(new MaskedSpin(&progress, &m_Stop), false, 0));
+  ASSERT_TRUE(WaitUntil([&] { return progress.load() > 0; }));
+  m_Pool->SuspendThreads();
+  const long at = progress.load();
+  EXPECT_TRUE(WaitUntil([&] { return progress.load() > at + 5; }));
+  m_Pool->ResumeThreads();
+}
+
+// ======================================================= ending the process
+
+struct ExitTask : thr_ThreadTask {
+  void Run(int thread) override { thr_GlobalSingleton<thr_ThreadPool>::Instance().ExitThread(thread, 5); }
+};
+
+TEST(ThrPoolDeathTest, ExitThreadEndsTheProcessFromAnyThread) {
+  EXPECT_EXIT(thr_GlobalSingleton<thr_ThreadPool>::Instance().ExitThread(0, 7), ::testing::ExitedWithCode(7), "");
+  EXPECT_EXIT(
+      {
+        thr_ThreadPool& pool = thr_GlobalSingleton<thr_ThreadPool>::Instance();
+        pool.AddThreads(1, thr_ThreadPool::e_computeThread);
+        pool.RunTask(new ExitTask, false, 0);
+        std::this_thread::sleep_for(30s);
+      },
+      ::testing::ExitedWithCode(5), "");
+}
+
+TEST(ThrPoolDeathTest, ErrorInThreadEndsTheProcess) {
+  EXPECT_EXIT(thr_ErrorInThread(3), ::testing::ExitedWithCode(3), "");
+  // Status 0 outside the pool: the pool is finalized, then the process ends.
+  EXPECT_EXIT(
+      {
+        thr_GlobalSingleton<thr_ThreadPool>::Instance().AddThreads(1, thr_ThreadPool::e_computeThread);
+        thr_ErrorInThread(0);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
