@@ -1,9 +1,12 @@
 #include "UTI_CoreUtils.h"
 #include "cls/cls_ClassRegistrar.h"
 #include "nex/nex_Exception.h"
+#include "plt/plt_Process.h"
 #include "typ/typ_ArchCompTable.h"
 #include "uti/UTI_BasicUtils.h"
+#include "uti/impl/uti_SpawnInternal.h"
 #include "uti/uti_Coord3D.h"
+#include "uti/uti_Exception.h"
 
 namespace {
 constinit unsigned g_Uses = 0;
@@ -64,11 +67,13 @@ void uti_initialize(int& count) {
   typ_ArchCompTable::InsertEntry(kUtiModule, e);
 
   cls_MetadataRegistrar& m = omi_Singleton<cls_MetadataRegistrar>::Instance();
-  // ---- persistent exception classes, each with mask 2, in this order:
-  // uti_IOErrorException, uti_OdmException, uti_XypException,
-  // uti_CmdFailedException, uti_InterruptedException,
-  // uti_PreCheckFileException. Their registrations go here, before the
-  // coordinates, as each class is added to the module.
+  // ---- persistent exception classes, each with mask 2
+  m.initClassMetadata(&uti_IOErrorException::InitializeMetadata, 2);
+  m.initClassMetadata(&uti_OdmException::InitializeMetadata, 2);
+  m.initClassMetadata(&uti_XypException::InitializeMetadata, 2);
+  m.initClassMetadata(&uti_CmdFailedException::InitializeMetadata, 2);
+  m.initClassMetadata(&uti_InterruptedException::InitializeMetadata, 2);
+  m.initClassMetadata(&uti_PreCheckFileException::InitializeMetadata, 2);
   // ---- coordinates
   m.initClassMetadata(&uti_Coord3D::InitializeMetadata, 6);
   m.initClassMetadata(&uti_CoordCont3D::InitializeMetadata, 7);
@@ -76,4 +81,8 @@ void uti_initialize(int& count) {
 
 void uti_finalize(int& count) {
   if (!UTI_ModuleLeave(g_Uses, count, "uti")) return;
+  // The redirection symbol table, if no thread's end took it yet, and the
+  // children given up that have ended since the last look.
+  uti_releaseRedirectionTable();
+  plt_ProcessReapOrphans();
 }
