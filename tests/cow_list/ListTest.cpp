@@ -1,0 +1,327 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "cow/cow_List.h"
+#include "cow/cow_String.h"
+#include "mem/mem_Alloc.h"
+
+namespace {
+
+cow_List<int> Range(int n, int init = 0) {
+  cow_List<int> l(cow_ListPreSize, init);
+  for (int i = 0; i < n; ++i) l.Append(i);
+  return l;
+}
+
+std::vector<int> Items(const cow_List<int>& l) {
+  std::vector<int> v;
+  for (cow_ListIter<int> it(l); it.More(); it.Next()) v.push_back(*it);
+  return v;
+}
+
+TEST(ListLayout, InitializeChoosesBlockSizeAndSlots) {
+  cow_List<int> fresh;
+  EXPECT_EQ(fresh.Shift(), 4);
+  EXPECT_EQ(fresh.SlotCapacity(), 0);
+  EXPECT_EQ(fresh.Offset(), 0);
+  struct Case { int n, shift, slots; } cases[] = {
+      {1, 4, 16},    {100, 4, 16},  {255, 4, 16},      {256, 5, 24},  {1000, 6, 32},
+      {1 << 20, 17, 24}, {3 << 20, 18, 28}, {-1000, 6, 32},
+  };
+  for (const Case& c : cases) {
+    cow_List<int> l;
+    l.Initialize(c.n);
+    EXPECT_EQ(l.Shift(), c.shift) << c.n;
+    EXPECT_EQ(l.SlotCapacity(), c.slots) << c.n;
+    EXPECT_EQ(l.Count(), 0);
+  }
+}
+
+TEST(ListLayout, ResizeSetsSlotsInStepsOfSixteen) {
+  cow_List<int> l = Range(100);
+  EXPECT_EQ(l.SlotCapacity(), 16);
+  l.Resize(300);  // ceil(300 / 256) * 16
+  EXPECT_EQ(l.SlotCapacity(), 32);
+  EXPECT_EQ(l.Count(), 100);
+  l.Resize(10);
+  EXPECT_EQ(l.SlotCapacity(), 16);
+  EXPECT_EQ(l.Count(), 10);
+  EXPECT_EQ(l.GetSlot(1), nullptr);  // no block kept past the cut
+  EXPECT_EQ(Items(l), Items(Range(10)));
+  l.Resize(0);
+  EXPECT_EQ(l.SlotCapacity(), 0);
+  EXPECT_EQ(l.Count(), 0);
+}
+
+TEST(ListLayout, EmptiedListReturnsToDefaultShiftAndOffset) {
+  cow_List<int> l;
+  l.Initialize(1000);
+  for (int i = 0; i < 5; ++i) l.Prepend(i);
+  EXPECT_EQ(l.Shift(), 6);
+  EXPECT_GT(l.Offset(), 0);
+  while (!l.IsEmpty()) l.RemoveIndex(l.Count() / 2);
+  EXPECT_EQ(l.Shift(), 4);
+  EXPECT_EQ(l.Offset(), 0);
+  l.Append(7);
+  EXPECT_EQ(l.First(), 7);
+}
+
+TEST(ListLayout, EmptiedEndBlocksAreReleased) {
+  cow_List<int> l = Range(40);  // blocks 0, 1, 2
+  l.RemoveIndex(39);
+  l.RemoveIndex(35);
+  EXPECT_NE(l.GetSlot(2), nullptr);
+  while (l.Count() > 32) l.Pop();
+  EXPECT_EQ(l.GetSlot(2), nullptr);
+  for (int i = 0; i < 16; ++i) l.RemoveIndex(0);
+  EXPECT_EQ(l.GetSlot(0), nullptr);
+  EXPECT_EQ(l.First(), 16);
+}
+
+TEST(ListEdit, PrependInsertRemoveMoveTheShorterSide) {
+  cow_List<int> l = Range(10);
+  int offset = l.Offset();
+  l.InsertIndex(8, 100);  // back side: offset stays
+  EXPECT_EQ(l.Offset(), offset);
+  l.InsertIndex(2, 200);  // front side: offset drops
+  EXPECT_EQ(l.Offset(), offset + 255);  // room for 16 blocks was made in front
+  EXPECT_EQ(Items(l), (std::vector<int>{0, 1, 200, 2, 3, 4, 5, 6, 7, 100, 8, 9}));
+  l.RemoveIndex(1);  // front side: offset grows
+  EXPECT_EQ(l.Offset(), offset + 256);
+  l.RemoveIndex(8);
+  l.Prepend(-1);
+  l.Insert(l.Count(), 50);
+  EXPECT_EQ(Items(l), (std::vector<int>{-1, 0, 200, 2, 3, 4, 5, 6, 7, 8, 9, 50}));
+  EXPECT_EQ(l.Pop(), 50);
+  EXPECT_EQ(l.Last(), 9);
+}
+
+TEST(ListEdit, InsertingAnElementOfTheListItself) {
+  cow_List<int> l = Range(40);
+  l.InsertIndex(30, l.ConstGet(35));  // the source moves during the insert
+  l.InsertIndex(5, l.ConstGet(2));
+  l.Append(l.First());
+  l.Prepend(l.Last());
+  EXPECT_EQ(l.ConstGet(32), 35);
+  EXPECT_EQ(l.ConstGet(6), 2);
+  EXPECT_EQ(l.Last(), 0);
+  l.Concatenate(l);
+  EXPECT_EQ(l.Count(), 88);
+  EXPECT_EQ(l.ConstGet(50), 2);
+  EXPECT_EQ(l.ConstGet(76), 35);
+  l.SetFromArray(&l.ConstGet(3), 3);  // a run inside one block
+  EXPECT_EQ(Items(l), (std::vector<int>{2, 3, 4}));
+}
+
+TEST(ListEdit, FillOnlyGrows) {
+  cow_List<int> l = Range(5);
+  l.Fill(3, 9);
+  EXPECT_EQ(Items(l), Items(Range(5)));
+  l.Fill(7, l.ConstGet(1));
+  EXPECT_EQ(Items(l), (std::vector<int>{0, 1, 2, 3, 4, 1, 1}));
+}
+
+TEST(ListWhole, SliceClampsItsBounds) {
+  cow_List<int> l = Range(10);
+  EXPECT_EQ(Items(l.Slice(-5, 2)), (std::vector<int>{0, 1}));
+  EXPECT_TRUE(l.Slice(7, 3).IsEmpty());
+  EXPECT_EQ(Items(l.Slice(8, 20)), (std::vector<int>{8, 9}));
+  EXPECT_TRUE(l.Slice(12, 15).IsEmpty());
+  EXPECT_EQ(Range(2000).Slice(100, 1100).Shift(), 6);  // laid out for 1000
+}
+
+TEST(ListWhole, SearchCompareAndDifference) {
+  cow_List<int> l = Range(20);
+  l.Append(3);
+  EXPECT_EQ(l.FindMember(3), 3);
+  EXPECT_EQ(l.FindMember(99), -1);
+  int at = 0;
+  EXPECT_TRUE(l.Find(19, at));
+  EXPECT_EQ(at, 19);
+  EXPECT_FALSE(l.Find(-4, at));
+  EXPECT_EQ(at, -1);
+  EXPECT_FALSE(l.AppendUnlessMember(5));
+  EXPECT_TRUE(l.InsertUnlessMember(0, 42));
+  l.RemoveMember(3);
+  l.RemoveMember(1000);
+  EXPECT_EQ(l.FindMember(3), 20);
+  EXPECT_TRUE(cow_List<int>().IsEqual(cow_List<int>()));
+  EXPECT_FALSE(Range(3).IsEqual(Range(4)));
+  EXPECT_TRUE(Range(300).IsEqual(Range(300, 300)));
+  cow_List<int> odd;
+  for (int i = 1; i < 20; i += 2) odd.Append(i);
+  EXPECT_EQ(Items(Range(8).Difference(odd)), (std::vector<int>{0, 2, 4, 6}));
+}
+
+// Counts comparisons, to show that shared elements are not compared.
+struct Compared {
+  int v = 0;
+  static inline int s_Compares = 0;
+  friend bool operator==(const Compared& a, const Compared& b) { return ++s_Compares, a.v == b.v; }
+};
+
+TEST(ListWhole, SharedElementsAreEqualWithoutComparing) {
+  cow_List<Compared> a;
+  for (int i = 0; i < 40; ++i) a.Append(Compared{i});
+  cow_List<Compared> b = a;
+  b.Get(39).v = 39;  // unshares the last block only
+  Compared::s_Compares = 0;
+  EXPECT_TRUE(a.IsEqual(b));
+  EXPECT_EQ(Compared::s_Compares, 8);  // the 8 elements of the copied block
+}
+
+TEST(ListWhole, GetCArrayAndSort) {
+  int n = -1;
+  EXPECT_EQ(cow_List<int>().GetCArray(n), nullptr);
+  EXPECT_EQ(n, 0);
+  cow_List<int> l;
+  for (int v : {5, -3, 9, 0, 5, 2}) l.Append(v);
+  int* a = l.GetCArray(n);
+  ASSERT_EQ(n, 6);
+  EXPECT_EQ(a[0], 5);
+  EXPECT_EQ(a[5], 2);
+  mem_Free(a);
+  cow_List<int> copy = l;
+  l.Sort();
+  EXPECT_EQ(Items(l), (std::vector<int>{-3, 0, 2, 5, 5, 9}));
+  EXPECT_EQ(copy.ConstGet(0), 5);  // the copy keeps its order
+  cow_List<cow_String> s;
+  for (const char* t : {"pear", "apple", "fig", ""}) s.Append(cow_String(t));
+  s.Sort();
+  EXPECT_TRUE(s.ConstGet(0).IsEmpty());
+  EXPECT_EQ(s.ConstGet(1), "apple");
+  EXPECT_EQ(s.Last(), "pear");
+  cow_List<double> d;
+  for (double v : {2.5, -1.0, 2.25}) d.Append(v);
+  d.Sort();
+  EXPECT_EQ(d.First(), -1.0);
+  EXPECT_EQ(d.Last(), 2.5);
+  int one = 1, two = 2;
+  EXPECT_EQ(cow_List<int>::SortCmp(&one, &two), -1);
+  EXPECT_EQ(cow_List<int>::SortCmp(&two, &two), 0);
+  EXPECT_EQ(cow_List<int>::SortCmp(&two, &one), 1);
+}
+
+TEST(ListSharing, AppendToACopyLeavesTheOriginalAndSharesUntouchedBlocks) {
+  cow_List<int> a = Range(40);
+  cow_List<int> b = a;
+  EXPECT_EQ(a.UseCount(), 2u);
+  b.Append(40);
+  EXPECT_EQ(a.UseCount(), 1u);
+  EXPECT_EQ(Items(a), Items(Range(40)));
+  EXPECT_EQ(b.Count(), 41);
+  EXPECT_EQ(a.GetSlot(0), b.GetSlot(0));
+  EXPECT_EQ(a.GetSlot(1), b.GetSlot(1));
+  EXPECT_NE(a.GetSlot(2), b.GetSlot(2));  // the written block alone was copied
+  EXPECT_EQ(a.GetSlot(0)->m_UseCount, 2);
+  EXPECT_EQ(a.GetSlot(2)->m_UseCount, 1);
+}
+
+TEST(ListSharing, ReadsNeverCopyAndGetCopiesOneBlock) {
+  cow_List<int> a = Range(64);
+  cow_List<int> b = a;
+  EXPECT_EQ(&a.ConstGet(20), &b.ConstGet(20));
+  EXPECT_EQ(&a[63], &b.Last());
+  b.Get(20) = -1;
+  EXPECT_EQ(a.ConstGet(20), 20);
+  EXPECT_NE(&a.ConstGet(20), &b.ConstGet(20));
+  EXPECT_EQ(&a.ConstGet(40), &b.ConstGet(40));
+  int* own = &b.Get(21);
+  EXPECT_EQ(own, &b.Get(21));  // already this list's own: no second copy
+  a = a;
+  EXPECT_EQ(a.UseCount(), 1u);
+  b = a;
+  EXPECT_EQ(Items(b), Items(Range(64)));
+  cow_List<int> c = a;
+  c.Pop();  // the last block is shared: copied without the removed element
+  c.RemoveIndex(0);
+  EXPECT_EQ(a.Count(), 64);
+  EXPECT_EQ(c.Count(), 62);
+  EXPECT_EQ(c.First(), 1);
+  EXPECT_EQ(a.First(), 0);
+}
+
+TEST(ListIter, WalksAForkedCopy) {
+  cow_List<int> l = Range(50);
+  cow_ListIter<int> it(l);
+  l.Append(50);
+  l.RemoveIndex(0);
+  l.Get(10) = -1;
+  int expect = 0;
+  for (; it.More(); it.Next()) EXPECT_EQ(*it, expect++);
+  EXPECT_EQ(expect, 50);
+  it.Previous();
+  EXPECT_EQ(it.Current(), 49);
+  for (int i = 0; i < 17; ++i) it.Previous();
+  EXPECT_EQ(it.Index(), 32);
+  EXPECT_EQ(*it, 32);
+  it.First();
+  EXPECT_EQ(*it, 0);
+  it.Previous();
+  EXPECT_FALSE(it.More());
+  it.Next();
+  EXPECT_EQ(*it, 0);
+  cow_List<int> m = Range(5);
+  cow_ListIter<int> at(m);
+  at.Next();
+  at.Next();
+  m.Insert(at, 77);
+  m.Remove(at);  // index 2 again: the 77
+  EXPECT_EQ(Items(m), Items(Range(5)));
+  cow_ListIter<int> none{cow_List<int>()};
+  EXPECT_FALSE(none.More());
+}
+
+TEST(ListOfLists, CopiesAndCompares) {
+  cow_List<cow_List<int>> outer;
+  outer.Append(Range(3));
+  outer.Append(Range(40));
+  cow_List<cow_List<int>> copy = outer;
+  copy.Get(1).Append(99);
+  EXPECT_EQ(outer.ConstGet(1).Count(), 40);
+  EXPECT_EQ(copy.ConstGet(1).Count(), 41);
+  EXPECT_FALSE(outer.IsEqual(copy));
+  copy.Get(1).Pop();
+  EXPECT_TRUE(outer.IsEqual(copy));
+  EXPECT_EQ(copy.FindMember(Range(40)), 1);
+}
+
+TEST(StringLists, LengthHelpers) {
+  cow_List<cow_String> empty;
+  EXPECT_EQ(GetLengthLongestString(empty), 0u);
+  EXPECT_EQ(GetLengthShortestString(empty), 0u);
+  cow_List<cow_String> blanks;
+  blanks.Append(cow_String());
+  blanks.Append(cow_String(""));
+  EXPECT_EQ(GetLengthLongestString(blanks), 0u);
+  blanks.Append(cow_String("abc"));
+  blanks.Prepend(cow_String("ab"));
+  EXPECT_EQ(GetLengthLongestString(blanks), 3u);
+}
+
+// ----- index errors end the process ------------------------------------------
+
+TEST(ListDeathTest, IndexErrorsAbort) {
+  cow_List<int> l = Range(3);
+  EXPECT_DEATH(l.Get(3), "");
+  EXPECT_DEATH(l.ConstGet(-1), "");
+  EXPECT_DEATH((void)l[3], "");
+  EXPECT_DEATH(cow_List<int>().Pop(), "");
+  EXPECT_DEATH(cow_List<int>().First(), "");
+  EXPECT_DEATH(l.InsertIndex(4, 0), "");
+  EXPECT_DEATH(l.InsertIndex(-1, 0), "");
+  EXPECT_DEATH(l.RemoveIndex(3), "");
+  EXPECT_DEATH(l.Resize(-1), "");
+  EXPECT_DEATH(l.SetFromArray(nullptr, -2), "");
+  EXPECT_DEATH(
+      {
+        cow_ListIter<int> it(l);
+        for (int i = 0; i < 3; ++i) it.Next();
+        (void)it.Current();
+      },
+      "");
+}
+
+}  // namespace
