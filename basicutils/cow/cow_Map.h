@@ -243,7 +243,12 @@ class cow_Map {
 template <class K, class V>
 bool cow_Map<K, V>::Remove(const K& k) {
   if (!IsMember(k)) return false;
-  NodeHandle& target = Locate(k);
+  // Unshare the nodes above k's node; k's own node only if it has children
+  // (a leaf is released, not changed).
+  NodeHandle* at = &m_Root;
+  for (unsigned depth = 0; !Traits::Equal(at->ConstGet().m_Key, k); ++depth)
+    at = &at->Get().m_Child[Traits::Bit(k, depth)];
+  NodeHandle& target = *at;
   // Unshare the whole promotion chain before moving any entry, so that a
   // failed copy leaves the map as it was.
   for (NodeHandle* h = &target;;) {
