@@ -25,4 +25,9 @@ enum utl_ClassNumber : unsigned {
   utl_ClassBinStreamEOF,
   utl_ClassMissingCmdLineArgException,
   utl_ClassCmdLineArgFormatException,
+  utl_ClassTempFileException,
+  utl_ClassTempFileOpenExc,
+  utl_ClassTempFileDirExc,
+  utl_ClassTempFileCantExc,
+  utl_ClassTempFileNoDirExc,
 };

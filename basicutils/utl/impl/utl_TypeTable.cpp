@@ -8,6 +8,7 @@
 namespace {
 constexpr unsigned kText = nex_TextException::ClassTypeId;
 constexpr unsigned kBinStream = utl_TypeIdOf(utl_ClassBinStreamException);
+constexpr unsigned kTempFile = utl_TypeIdOf(utl_ClassTempFileException);
 constexpr typ_Entry kUtlEntries[] = {
     {kText, "utl_FileExceptionClose", 4},     {kText, "utl_FileExceptionExtend", 4},
     {kText, "utl_FileExceptionSeek", 4},      {kText, "utl_FileExceptionLocation", 4},
@@ -18,8 +19,11 @@ constexpr typ_Entry kUtlEntries[] = {
     {kBinStream, "utl_BinStreamWriteError", 4}, {kBinStream, "utl_BinStreamReadError", 4},
     {kBinStream, "utl_BinStreamEOF", 4},
     {kText, "utl_MissingCmdLineArgException", 4}, {kText, "utl_CmdLineArgFormatException", 4},
+    {kText, "utl_TempFileException", 4},     {kTempFile, "utl_TempFileOpenExc", 4},
+    {kTempFile, "utl_TempFileDirExc", 4},     {kTempFile, "utl_TempFileCantExc", 4},
+    {kTempFile, "utl_TempFileNoDirExc", 4},
 };
-static_assert(sizeof(kUtlEntries) / sizeof(kUtlEntries[0]) == utl_ClassCmdLineArgFormatException,
+static_assert(sizeof(kUtlEntries) / sizeof(kUtlEntries[0]) == utl_ClassTempFileNoDirExc,
               "one entry per class number");
 }  // namespace
 
