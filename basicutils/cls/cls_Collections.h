@@ -160,6 +160,11 @@ class VNKUTI_BASIC_API cls_AgentListBase : public mem_AllocationOperators {
   virtual cls_CollectionType ElementKind() const = 0;
   // Elements the store holds for the list.
   virtual int StoredCount() const = 0;
+  // Whether an array may keep working through this agent after writing
+  // itself (a store's list). An agent that only consumes what it is given
+  // (a printer) answers false: the array then hands it every element and
+  // stays with its own store.
+  virtual bool Attachable() const { return true; }
 };
 
 template <class T>

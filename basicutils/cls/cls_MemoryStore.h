@@ -20,8 +20,13 @@
 // - cls_MemCollection: a shape (list, int/unsigned/string-keyed map, int
 //   table), an element kind, the values in order, and for maps the keys in
 //   ascending order beside them. Object elements are cls_MemValue objects.
-// Numbers keep their kind; integers and bools are held as 64-bit integers,
+//   Lists of plain numbers are packed as their element type.
+// Values keep their kind; integers and bools are held as 64-bit integers,
 // floats and doubles as doubles (a float widens exactly).
+//
+// List agents (the blocks of cls_ArrayPrim and its kin) copy whole blocks in
+// and out of packed lists; they hold a reference to their list, so an agent
+// outlives a rewrite of its field and the store itself.
 //
 // Every memento the store hands out is deleted by its visitor. The store is
 // not safe for concurrent use; one writer or reader at a time.
@@ -100,20 +105,60 @@ class VNKUTI_BASIC_API cls_MemValue {
   cls_MemObject* m_Object = nullptr;
 };
 
+// A collection: a list, a keyed map or an int table. Lists of plain numbers
+// (bool, the integer kinds, float, double) keep their elements packed as the
+// element type itself, back to back (PackedData), so that list agents move
+// whole blocks with one copy; every other collection keeps cls_MemValue
+// objects (Values) and, for maps, the keys ascending beside them.
+//
+// Collections are counted: the field that holds one, and every list agent
+// working on it, own a reference (Retain / Release). A list agent therefore
+// stays usable after its field was rewritten or its store destroyed; it then
+// works on the detached list.
 class VNKUTI_BASIC_API cls_MemCollection : public mem_AllocationOperators {
  public:
-  cls_MemCollection(cls_MemShape shape, cls_MemKind element) : m_Shape(shape), m_Element(element) {}
+  cls_MemCollection(cls_MemShape shape, cls_MemKind element);
+  cls_MemCollection(const cls_MemCollection&) = delete;
+  cls_MemCollection& operator=(const cls_MemCollection&) = delete;
 
+  // ----- references -----------------------------------------------------
+  void Retain() noexcept { ++m_References; }
+  // Drops one reference; the last one deletes the collection. Null is
+  // accepted.
+  static void Release(cls_MemCollection* c) noexcept;
+
+  // ----- accessors ------------------------------------------------------
   cls_MemShape Shape() const { return m_Shape; }
   cls_MemKind Element() const { return m_Element; }
-  int Count() const { return static_cast<int>(m_Values.size()); }
+  int Count() const { return m_Packed ? m_PackedCount : static_cast<int>(m_Values.size()); }
   bool IsMap() const { return m_Shape != cls_MemList; }
   // The collection type this collection is stored as (its shape's family
   // refined by the element kind).
   cls_CollectionType CollectionType() const;
 
+  // ----- packed lists ---------------------------------------------------
+  bool IsPacked() const { return m_Packed; }
+  // Bytes of one packed element (sizeof the element type); 0 when unpacked.
+  int ElementSize() const { return m_ElementSize; }
+  const unsigned char* PackedData() const { return m_Bytes.data(); }
+  unsigned char* PackedData() { return m_Bytes.data(); }
+  void ReservePacked(int n) {
+    if (m_Packed && n > 0) m_Bytes.reserve(static_cast<std::size_t>(n) * static_cast<std::size_t>(m_ElementSize));
+  }
+  // Makes the list n elements long; new elements are zero.
+  void ResizePacked(int n);
+  // Appends n elements of ElementSize() bytes each.
+  void AppendPacked(const void* p, int n);
+  // Element i as a value of the list's kind (an unpacked copy).
+  void PackedValue(int i, cls_MemValue& out) const;
+  // Whether a kind is kept packed in lists, and its size.
+  static int PackedSize(cls_MemKind kind);
+
+  // ----- values ---------------------------------------------------------
   // Lists: the values in order. Maps: keys ascending, value i under key i.
+  // Empty for packed lists.
   const cls_MemVector<cls_MemValue>& Keys() const { return m_Keys; }
+  cls_MemVector<cls_MemValue>& Keys() { return m_Keys; }
   const cls_MemVector<cls_MemValue>& Values() const { return m_Values; }
   cls_MemVector<cls_MemValue>& Values() { return m_Values; }
 
@@ -122,10 +167,19 @@ class VNKUTI_BASIC_API cls_MemCollection : public mem_AllocationOperators {
   // The value slot under key in a map, made (in key order) when absent; an
   // existing slot is cleared.
   cls_MemValue& Slot(cls_MemValue&& key);
+  // <0, 0, >0 between two keys of one map.
+  static int CompareKeys(const cls_MemValue& a, const cls_MemValue& b);
 
  private:
+  ~cls_MemCollection() = default;
+
   cls_MemShape m_Shape;
   cls_MemKind m_Element;
+  bool m_Packed;
+  int m_ElementSize;
+  int m_References = 1;
+  int m_PackedCount = 0;
+  cls_MemVector<unsigned char> m_Bytes;
   cls_MemVector<cls_MemValue> m_Keys;
   cls_MemVector<cls_MemValue> m_Values;
 };
@@ -144,6 +198,8 @@ class VNKUTI_BASIC_API cls_MemField : public mem_AllocationOperators {
   cls_MemCollection* Collection() const { return m_Collection; }
   // Replaces the content by a new collection and answers it.
   cls_MemCollection& MakeCollection(cls_MemShape shape, cls_MemKind element);
+  // Replaces the content by c, taking over the caller's reference.
+  void AdoptCollection(cls_MemCollection* c);
   // Empties the field (value and collection) and takes f's ID.
   void Reset(const cls_FieldHandle& f);
 
@@ -181,6 +237,9 @@ class VNKUTI_BASIC_API cls_MemObject : public mem_AllocationOperators {
   cls_MemObject& SetBase(cls_MemObject* base);
   cls_MemVector<unsigned char>& MutableBlob() { return m_Blob; }
   void SetCheckedType(cls_CollectionType t) { m_CheckedType = t; }
+  // Replaces the identity (a store read back from bytes gives its objects
+  // new catalog entries).
+  void SetUid(const cls_Uid& uid) { m_Uid = uid; }
 
  private:
   unsigned int m_ClassID;
@@ -210,6 +269,8 @@ class VNKUTI_BASIC_API cls_MemStore : public mem_AllocationOperators {
   const cow_String& DbId() const { return m_DbId; }
   // Drops every object; the root stays, empty.
   void Clear();
+  // Puts root (class ID 1, owned from now on) in the place of the tree.
+  void ReplaceRoot(cls_MemObject* root);
 
  private:
   cow_String m_DbId;

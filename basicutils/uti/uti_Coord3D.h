@@ -3,9 +3,9 @@
 // uti_Coord3D is a plain value (three floats) that can also be written as an
 // object of its own; it carries no identity of its own. uti_CoordCont3D holds
 // a list of coordinates with an identity, and is stored as its count
-// ("numCoord") and a float array of x, y, z triples ("tempCoord", an object
-// of class cls_SimpleArrayPrim written as a list of floats, collection type
-// 53). A container is usually shared through cow_COW<uti_CoordCont3D>; its
+// ("numCoord") and a float array of x, y, z triples ("tempCoord", a
+// cls_SimpleArrayPrim<float> object: a list of floats under "data",
+// collection type 53). A container is usually shared through cow_COW<uti_CoordCont3D>; its
 // registered destructor function releases such a handle.
 //
 // Both classes are registered by uti_initialize: uti_Coord3D with mask 6,

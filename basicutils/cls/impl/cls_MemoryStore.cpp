@@ -2,6 +2,7 @@
 #include "cls/cls_MemoryStore.h"
 
 #include <cstring>
+#include <type_traits>
 
 namespace {
 
@@ -95,29 +96,57 @@ class MemRead;
 
 // =================================================================== agents
 
+// Whether a list of kind holds T itself, packed.
+template <class T>
+bool HoldsPacked(const cls_MemCollection& c) {
+  return c.IsPacked() && c.Element() == Kind<T>() && c.ElementSize() == static_cast<int>(sizeof(T));
+}
+
 template <class T>
 class MemAgentList final : public cls_AgentListPrim<T> {
  public:
-  explicit MemAgentList(cls_MemCollection& c) : m_C(c) {}
+  // Takes a reference: the list stays alive as long as the agent.
+  explicit MemAgentList(cls_MemCollection& c) : m_C(c) { m_C.Retain(); }
+  ~MemAgentList() override { cls_MemCollection::Release(&m_C); }
   cls_CollectionType ElementKind() const override {
     return cls_CollectionTypeFix(cls_CollList, static_cast<T*>(nullptr));
   }
   int StoredCount() const override { return m_C.Count(); }
   void ReadBlock(int start, int n, T* out) override {
-    for (int i = 0; i < n; ++i) {
-      int at = start + i;
-      out[i] = at >= 0 && at < m_C.Count() ? GetOr(m_C.Values()[static_cast<std::size_t>(at)], T()) : T();
+    if (n <= 0) return;
+    // Positions outside the list get T().
+    const int from = start < 0 ? 0 : start;
+    const int to = start + n < m_C.Count() ? start + n : m_C.Count();
+    if (from >= to) {
+      for (int i = 0; i < n; ++i) out[i] = T();
+      return;
     }
+    for (int i = start; i < from; ++i) out[i - start] = T();
+    if constexpr (PackedKind()) {
+      std::memcpy(out + (from - start), m_C.PackedData() + static_cast<std::size_t>(from) * sizeof(T),
+                  static_cast<std::size_t>(to - from) * sizeof(T));
+    } else {
+      for (int i = from; i < to; ++i) out[i - start] = GetOr(m_C.Values()[static_cast<std::size_t>(i)], T());
+    }
+    for (int i = to; i < start + n; ++i) out[i - start] = T();
   }
   void WriteBlock(int start, int n, const T* in) override {
     if (start < 0 || n <= 0) return;
-    cls_MemVector<cls_MemValue>& vals = m_C.Values();
-    while (static_cast<int>(vals.size()) < start + n) Put(vals.emplace_back(), T());
-    for (int i = 0; i < n; ++i) Put(vals[static_cast<std::size_t>(start + i)], in[i]);
+    if constexpr (PackedKind()) {
+      if (start + n > m_C.Count()) m_C.ResizePacked(start + n);
+      std::memcpy(m_C.PackedData() + static_cast<std::size_t>(start) * sizeof(T), in,
+                  static_cast<std::size_t>(n) * sizeof(T));
+    } else {
+      cls_MemVector<cls_MemValue>& vals = m_C.Values();
+      while (static_cast<int>(vals.size()) < start + n) Put(vals.emplace_back(), T());
+      for (int i = 0; i < n; ++i) Put(vals[static_cast<std::size_t>(start + i)], in[i]);
+    }
   }
   void AppendBlock(int n, const T* in) override { WriteBlock(m_C.Count(), n, in); }
 
  private:
+  // Plain numbers are packed; strings are values.
+  static constexpr bool PackedKind() { return std::is_arithmetic_v<T>; }
   cls_MemCollection& m_C;
 };
 
@@ -175,9 +204,23 @@ template <class T>
 class MemListWriter final : public cls_WriteListPrim<T> {
  public:
   MemListWriter(cls_MemCollection& c, int count) : m_C(c) {
-    if (count > 0) m_C.Values().reserve(static_cast<std::size_t>(count));
+    if (count <= 0) return;
+    if (m_C.IsPacked()) {
+      m_C.ReservePacked(count);
+    } else {
+      m_C.Values().reserve(static_cast<std::size_t>(count));
+    }
   }
-  void Append(const T& x) override { Put(m_C.Values().emplace_back(), x); }
+  void Append(const T& x) override { AppendBlock(&x, 1); }
+  void AppendBlock(const T* p, int n) override {
+    if constexpr (std::is_arithmetic_v<T>) {
+      if (HoldsPacked<T>(m_C)) {
+        m_C.AppendPacked(p, n);
+        return;
+      }
+    }
+    for (int i = 0; i < n; ++i) Put(m_C.Values().emplace_back(), p[i]);
+  }
 
  private:
   cls_MemCollection& m_C;
@@ -243,7 +286,23 @@ class MemListReader final : public cls_ReadListPrim<T> {
  public:
   explicit MemListReader(const cls_MemCollection& c) : m_C(c) {}
   int Count() const override { return m_C.Count(); }
-  T Get(int i) const override { return i >= 0 && i < m_C.Count() ? GetOr(m_C.Values()[i], T()) : T(); }
+  T Get(int i) const override {
+    if (i < 0 || i >= m_C.Count()) return T();
+    if (!m_C.IsPacked()) return GetOr(m_C.Values()[static_cast<std::size_t>(i)], T());
+    cls_MemValue v;  // another kind: converted like a single value
+    m_C.PackedValue(i, v);
+    return GetOr(v, T());
+  }
+  void GetBlock(int from, int n, T* out) const override {
+    if constexpr (std::is_arithmetic_v<T>) {
+      if (HoldsPacked<T>(m_C) && from >= 0 && n > 0 && from + n <= m_C.Count()) {
+        std::memcpy(out, m_C.PackedData() + static_cast<std::size_t>(from) * sizeof(T),
+                    static_cast<std::size_t>(n) * sizeof(T));
+        return;
+      }
+    }
+    cls_ReadListPrim<T>::GetBlock(from, n, out);
+  }
 
  private:
   const cls_MemCollection& m_C;
@@ -564,8 +623,9 @@ cls_MementoWrite* cls_MemStore::MakeWriteMemento(cls_MemObject& node) { return n
 
 cls_MementoRead* cls_MemStore::MakeReadMemento(cls_MemObject& node) { return new MemRead(*this, node); }
 
-void cls_MemStore::Clear() {
-  cls_MemObject* fresh = new cls_MemObject(1, cls_Uid(nullptr));
+void cls_MemStore::Clear() { ReplaceRoot(new cls_MemObject(1, cls_Uid(nullptr))); }
+
+void cls_MemStore::ReplaceRoot(cls_MemObject* root) {
   delete m_Root;
-  m_Root = fresh;
+  m_Root = root;
 }

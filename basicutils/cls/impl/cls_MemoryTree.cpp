@@ -1,6 +1,8 @@
 // The tree of cls_MemStore: values, collections, fields and objects.
 #include "cls/cls_MemoryStore.h"
 
+#include <cstring>
+
 // ================================================================= values
 
 cls_MemValue::cls_MemValue(cls_MemValue&& o) noexcept
@@ -69,13 +71,12 @@ void cls_MemValue::SetObject(cls_MemObject* o) {
 
 // ============================================================ collections
 
-namespace {
-
-// <0, 0, >0 between two keys of one map.
-int CompareKeys(const cls_MemValue& a, const cls_MemValue& b) {
+int cls_MemCollection::CompareKeys(const cls_MemValue& a, const cls_MemValue& b) {
   if (a.Kind() == cls_MemString) return a.String().Compare(b.String());
   return a.Integer() < b.Integer() ? -1 : a.Integer() > b.Integer() ? 1 : 0;
 }
+
+namespace {
 
 // The family's refined type for the element kinds the refinement table
 // knows; the family itself for the others.
@@ -92,6 +93,73 @@ cls_CollectionType Refine(cls_CollectionType family, cls_MemKind k) {
 }
 
 }  // namespace
+
+int cls_MemCollection::PackedSize(cls_MemKind kind) {
+  switch (kind) {
+    case cls_MemDouble: return sizeof(double);
+    case cls_MemFloat: return sizeof(float);
+    case cls_MemUint: return sizeof(unsigned int);
+    case cls_MemInt: return sizeof(int);
+    case cls_MemUshort: return sizeof(unsigned short);
+    case cls_MemShort: return sizeof(short);
+    case cls_MemUchar: return sizeof(unsigned char);
+    case cls_MemChar: return sizeof(char);
+    case cls_MemBool: return sizeof(bool);
+    case cls_MemLongLong: return sizeof(long long);
+    default: return 0;
+  }
+}
+
+cls_MemCollection::cls_MemCollection(cls_MemShape shape, cls_MemKind element)
+    : m_Shape(shape),
+      m_Element(element),
+      m_Packed(shape == cls_MemList && PackedSize(element) != 0),
+      m_ElementSize(m_Packed ? PackedSize(element) : 0) {}
+
+void cls_MemCollection::Release(cls_MemCollection* c) noexcept {
+  if (c != nullptr && --c->m_References == 0) delete c;
+}
+
+void cls_MemCollection::ResizePacked(int n) {
+  if (!m_Packed || n < 0) return;
+  m_Bytes.resize(static_cast<std::size_t>(n) * static_cast<std::size_t>(m_ElementSize), 0);
+  m_PackedCount = n;
+}
+
+void cls_MemCollection::AppendPacked(const void* p, int n) {
+  if (!m_Packed || n <= 0) return;
+  const std::size_t bytes = static_cast<std::size_t>(n) * static_cast<std::size_t>(m_ElementSize);
+  const std::size_t at = m_Bytes.size();
+  m_Bytes.resize(at + bytes);
+  std::memcpy(m_Bytes.data() + at, p, bytes);
+  m_PackedCount += n;
+}
+
+namespace {
+template <class T>
+T LoadAt(const unsigned char* p) {
+  T v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+}  // namespace
+
+void cls_MemCollection::PackedValue(int i, cls_MemValue& out) const {
+  const unsigned char* p = m_Bytes.data() + static_cast<std::size_t>(i) * static_cast<std::size_t>(m_ElementSize);
+  switch (m_Element) {
+    case cls_MemDouble: out.SetReal(m_Element, LoadAt<double>(p)); break;
+    case cls_MemFloat: out.SetReal(m_Element, LoadAt<float>(p)); break;
+    case cls_MemUint: out.SetInteger(m_Element, LoadAt<unsigned int>(p)); break;
+    case cls_MemInt: out.SetInteger(m_Element, LoadAt<int>(p)); break;
+    case cls_MemUshort: out.SetInteger(m_Element, LoadAt<unsigned short>(p)); break;
+    case cls_MemShort: out.SetInteger(m_Element, LoadAt<short>(p)); break;
+    case cls_MemUchar: out.SetInteger(m_Element, LoadAt<unsigned char>(p)); break;
+    case cls_MemChar: out.SetInteger(m_Element, LoadAt<char>(p)); break;
+    case cls_MemBool: out.SetInteger(m_Element, LoadAt<unsigned char>(p) != 0 ? 1 : 0); break;
+    case cls_MemLongLong: out.SetInteger(m_Element, LoadAt<long long>(p)); break;
+    default: out.Clear(); break;
+  }
+}
 
 cls_CollectionType cls_MemCollection::CollectionType() const {
   if (m_Element == cls_MemObj || m_Element == cls_MemNull) {
@@ -144,20 +212,24 @@ cls_MemValue& cls_MemCollection::Slot(cls_MemValue&& key) {
 
 // ================================================================= fields
 
-cls_MemField::~cls_MemField() { delete m_Collection; }
+cls_MemField::~cls_MemField() { cls_MemCollection::Release(m_Collection); }
 
 cls_MemCollection& cls_MemField::MakeCollection(cls_MemShape shape, cls_MemKind element) {
   cls_MemCollection* c = new cls_MemCollection(shape, element);
-  delete m_Collection;
+  AdoptCollection(c);
+  return *c;
+}
+
+void cls_MemField::AdoptCollection(cls_MemCollection* c) {
+  cls_MemCollection::Release(m_Collection);
   m_Collection = c;
   m_Value.Clear();
-  return *c;
 }
 
 void cls_MemField::Reset(const cls_FieldHandle& f) {
   m_FieldID = f.m_FieldID;
   m_Value.Clear();
-  delete m_Collection;
+  cls_MemCollection::Release(m_Collection);
   m_Collection = nullptr;
 }
 

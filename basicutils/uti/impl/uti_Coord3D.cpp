@@ -1,5 +1,6 @@
 #include "uti/uti_Coord3D.h"
 
+#include "cls/cls_ArrayPrim.h"
 #include "cls/cls_ClassRegistrar.h"
 #include "cls/cls_ThreadObjects.h"
 #include "cls/cls_Visitor.h"
@@ -14,13 +15,10 @@ template class cow_COW<uti_CoordCont3D, cow_Direct<uti_CoordCont3D>>;
 
 namespace {
 
-// cls_SimpleArrayPrim: the stored form of a whole array of floats.
-constexpr unsigned int kSimpleArrayPrimId = 0x230003;
 constexpr int kCoordContVersion = 203;
 
 cls_FieldHandle NumCoord() { return cls_FieldHandle("numCoord", 0); }
 cls_FieldHandle TempCoord() { return cls_FieldHandle("tempCoord", 1); }
-cls_FieldHandle ArrayData() { return cls_FieldHandle("data", 0); }
 
 }  // namespace
 
@@ -53,16 +51,11 @@ void uti_Coord3D::InitializeMetadata(cls_ClassRegistrar& r) {
 uti_CoordCont3D::uti_CoordCont3D(const cls_ReadVisitor& v) : m_Uid(v.GetUid()) {
   int n = v.Read(NumCoord(), 0);
   cls_ReadVisitor array(v, TempCoord());
-  cls_ReadListPrim<float>* data = array.MakeReadListPrim<float>(ArrayData());
-  if (data == nullptr) return;
-  int available = data->Count() / 3;
+  const cls_SimpleArrayPrim<float> data(array, nullptr);
+  const int available = data.Size() / 3;
   if (n > available) n = available;
-  for (int i = 0; i < n; ++i) {
-    float xyz[3];
-    data->GetBlock(3 * i, 3, xyz);
-    m_Coords.Append(uti_Coord3D(xyz[0], xyz[1], xyz[2]));
-  }
-  cls_Release(data);
+  const float* xyz = data.Data();
+  for (int i = 0; i < n; ++i, xyz += 3) m_Coords.Append(uti_Coord3D(xyz[0], xyz[1], xyz[2]));
 }
 
 uti_CoordCont3D::~uti_CoordCont3D() = default;
@@ -70,17 +63,16 @@ uti_CoordCont3D::~uti_CoordCont3D() = default;
 void uti_CoordCont3D::DBWrite(const cls_WriteVisitor& v) const {
   if (!v.StartWrite(TypeId(), m_Uid)) return;
   v.Write(NumCoord(), m_Coords.Count());
-  // The array is an object of its own, with the container's identity.
-  cls_WriteVisitor array(v, TempCoord(), nullptr, this);
-  if (!array.StartWrite(kSimpleArrayPrimId, m_Uid)) return;
-  array.CheckCollectionType(cls_CollectionTypeFix(cls_CollList, static_cast<float*>(nullptr)));
-  cls_WriteListPrim<float>* w = array.MakeWriteListPrim<float>(ArrayData(), 3 * m_Coords.Count());
-  if (w == nullptr) return;
-  for (cow_ListIter<uti_Coord3D> it(m_Coords); it.More(); it.Next()) {
-    const float xyz[3] = {it.Current().X(), it.Current().Y(), it.Current().Z()};
-    w->AppendBlock(xyz, 3);
+  // The coordinates as x, y, z triples in an array object of its own, with
+  // the container's identity.
+  cls_SimpleArrayPrim<float> array(m_Uid, 3 * m_Coords.Count());
+  float* xyz = array.Data();
+  for (cow_ListIter<uti_Coord3D> it(m_Coords); it.More(); it.Next(), xyz += 3) {
+    xyz[0] = it.Current().X();
+    xyz[1] = it.Current().Y();
+    xyz[2] = it.Current().Z();
   }
-  cls_Release(w);
+  cls_WriteObject(v, TempCoord(), array);
 }
 
 void* uti_CoordCont3D::Construct(cls_ReadVisitor& v) { return new uti_CoordCont3D(v); }
@@ -96,5 +88,5 @@ void uti_CoordCont3D::InitializeMetadata(cls_ClassRegistrar& r) {
   r.CreateClassMD("uti_CoordCont3D", TypeId(), kCoordContVersion, &Construct, 1)
       .AddDtor(&DeleteRep)
       .AddAttribute(NumCoord(), cls_AttributeType(5), 1, cls_CollNone)
-      .AddAttribute(TempCoord(), cls_AttributeType(15), kSimpleArrayPrimId, cls_CollectionType(53));
+      .AddAttribute(TempCoord(), cls_AttributeType(15), cls_SimpleArrayPrim<float>::TypeId(), cls_CollectionType(53));
 }

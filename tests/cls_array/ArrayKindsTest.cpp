@@ -1,0 +1,133 @@
+// cls_2dArrayPrim and cls_SimpleArrayPrim: their stored forms, their own
+// messages, and the coordinate container written through the simple array.
+#include <gtest/gtest.h>
+
+#include "support/TestSupport.h"
+#include "cls/cls_ArrayPrim.h"
+#include "cls/cls_ClassRegistrar.h"
+#include "cls/cls_MemoryStore.h"
+#include "cls/cls_Visitor.h"
+#include "uti/uti_Coord3D.h"
+
+namespace {
+
+cls_FieldHandle Obj() { return cls_FieldHandle("obj", 0); }
+
+template <class T>
+void Write(cls_MemStore& store, const T& object) {
+  cls_WriteVisitor root(store.MakeWriteMemento());
+  cls_WriteObject(root, Obj(), object);
+}
+
+TEST(TwoDArrayPrim, RowMajorRoundTripThroughTheStore) {
+  cls_2dArrayPrim<double> a(3);
+  for (int i = 0; i < 3 * 1500; ++i) a.Append(i * 0.25);
+  EXPECT_EQ(a.Rows(), 1500);
+  EXPECT_EQ(a.ConstGet(2, 1), 7 * 0.25);
+  cls_MemStore store;
+  Write(store, a);
+  cls_ReadVisitor root(store.MakeReadMemento());
+  cls_ReadVisitor v(root, Obj());
+  EXPECT_EQ(v.ClassId(), 0x230004u);
+  EXPECT_EQ(store.Root().FieldAt(0).Value().Object()->CheckedType(), 82);
+  cls_2dArrayPrim<double> b(v);
+  EXPECT_EQ(b.Columns(), 3);
+  EXPECT_EQ(b.Rows(), 1500);
+  EXPECT_EQ(b.ConstGet(1499, 2), (3 * 1500 - 1) * 0.25);
+  b.Get(0, 0) = -1.0;
+  b.Release();  // written back, dropped
+  EXPECT_EQ(b.ConstGet(0, 0), -1.0);
+}
+
+TEST(TwoDArrayPrim, MessagesNameTheirClass) {
+  cls_2dArrayPrim<float> a(2);
+  for (int i = 0; i < 4; ++i) a.Append(static_cast<float>(i));
+  vnktest::CaptureCerr cap;
+  a.Get(0, 2);        // column outside the row
+  a.ConstGet(3, 0);   // beyond the slot past the end
+  a.ConstGet(-1, 0);
+  const float more[1] = {1};
+  a.AppendBlock(more, 1);
+  EXPECT_EQ(cap.Text(),
+            "In cls_2dArrayPrim::Get() Index out of range.\n"
+            "In cls_2dArrayPrim::ConstGet() Index out of range.\n"
+            "In cls_2dArrayPrim::ConstGet() Index out of range.\n"
+            "cls_2dArrayPrim::AppendBlock: Collection must be associated with a database for this method.\n");
+}
+
+TEST(TwoDArrayPrim, ReleasedUnattachedBlocksReportTheMissingAgent) {
+  cls_2dArrayPrim<float> a(4);
+  for (int i = 0; i < 8; ++i) a.Append(1.0f);
+  a.Release();
+  vnktest::CaptureCerr cap;
+  EXPECT_EQ(a.ConstGet(1, 3), 0.0f);
+  EXPECT_EQ(cap.Text(), "In cls_2dArrayPrim::GetBuffer() Missing agent.\n");
+}
+
+TEST(SimpleArrayPrim, WholeArraysAndTheirIdentity) {
+  cls_Uid id;
+  cls_SimpleArrayPrim<int> a(id, 4);
+  const int data[4] = {4, -3, 2, -1};
+  a.Write(data, 4);
+  int out[8] = {};
+  EXPECT_EQ(a.Read(out, 8), 4);
+  EXPECT_EQ(out[1], -3);
+  EXPECT_EQ(a.Read(out, 2), 2);
+  cls_SimpleArrayPrim<int> b(cls_Uid(), a);
+  EXPECT_NE(b.GetUid(), a.GetUid());
+  EXPECT_EQ(b.Data()[3], -1);
+  EXPECT_EQ(cls_SimpleArrayPrim<float>(-2).Size(), 0);
+
+  cls_MemStore store;
+  Write(store, a);
+  cls_ReadVisitor root(store.MakeReadMemento());
+  cls_Uid got;
+  cls_SimpleArrayPrim<int> c(cls_ReadVisitor(root, Obj()), &got);
+  EXPECT_EQ(got, id);
+  EXPECT_EQ(c.Size(), 4);
+  EXPECT_EQ(c.Data()[0], 4);
+  // Read from a store, it can append to and read from the stored list.
+  const int more[2] = {7, 8};
+  c.AppendBlock(more, 2);
+  EXPECT_EQ(c.Size(), 6);
+  int tail[3];
+  c.ReadBlock(4, 3, tail);
+  EXPECT_EQ(tail[0], 7);
+  EXPECT_EQ(tail[2], 0);  // beyond the stored elements
+  EXPECT_EQ(store.Root().FieldAt(0).Value().Object()->FieldAt(0).Collection()->Count(), 6);
+}
+
+TEST(SimpleArrayPrim, StoreOperationsNeedAStore) {
+  cls_SimpleArrayPrim<float> a(3);
+  float out[2] = {5, 5};
+  vnktest::CaptureCerr cap;
+  a.AppendBlock(out, 2);
+  a.ReadBlock(0, 2, out);
+  EXPECT_EQ(cap.Text(),
+            "cls_SimpleArrayPrim::AppendBlock: Collection must be associated with a database for this method.\n"
+            "cls_SimpleArrayPrim::ReadBlock: Collection must be associated with a database for this method.\n");
+  EXPECT_EQ(out[0], 0.0f);
+  EXPECT_EQ(a.Size(), 3);
+}
+
+TEST(SimpleArrayPrim, CoordinateContainerKeepsItsStoredLayout) {
+  uti_CoordCont3D c;
+  c.Append(uti_Coord3D(1, 2, 3));
+  c.Append(uti_Coord3D(4, 5, 6));
+  cls_MemStore store;
+  Write(store, c);
+  const cls_MemObject* o = store.Root().FieldAt(0).Value().Object();
+  const cls_MemObject* array = o->FindField("tempCoord")->Value().Object();
+  ASSERT_NE(array, nullptr);
+  EXPECT_EQ(array->ClassID(), 0x230003u);
+  EXPECT_EQ(array->Uid(), c.GetUid());
+  EXPECT_EQ(array->CheckedType(), 53);
+  EXPECT_EQ(array->FieldAt(0).Name(), "data");
+  EXPECT_EQ(array->FieldAt(0).Collection()->Count(), 6);
+  cls_ReadVisitor root(store.MakeReadMemento());
+  uti_CoordCont3D back((cls_ReadVisitor(root, Obj())));
+  ASSERT_EQ(back.Count(), 2);
+  EXPECT_EQ(back.Get(1), uti_Coord3D(4, 5, 6));
+}
+
+}  // namespace
