@@ -12,7 +12,9 @@ constinit unsigned g_Uses = 0;
 // The module's classes in the type table, class number k at index k - 1.
 // Class 1 (0x230001) is the stored form of every primitive array
 // (cls_ArrayPrim<T>) and of the list and array exchange types; class 2
-// (0x230002) that of the string-to-unsigned map exchange type.
+// (0x230002) that of the string-to-unsigned map exchange type; 8 that of the
+// other map exchange types and 10 (0x23000A) that of the maps of exchange
+// objects.
 constexpr unsigned kRoot = 1;
 constexpr typ_Entry kClsEntries[] = {
     {kRoot, "cls_InternalList", 4},     // 0x230001
@@ -24,6 +26,7 @@ constexpr typ_Entry kClsEntries[] = {
     {kRoot, "cls_xpList", 4},           // 0x230007
     {kRoot, "cls_xpMap", 4},            // 0x230008
     {kRoot, "cls_Blob", 4},             // 0x230009
+    {kRoot, "cls_xoMap", 4},            // 0x23000A
 };
 constexpr unsigned short kClsModule = 35;
 }  // namespace
