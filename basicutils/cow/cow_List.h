@@ -589,7 +589,8 @@ void cow_List<T>::Resize(int n) {
     ResetEmpty(&Block::Release);
     return;
   }
-  std::int64_t slots = SlotsFor(n);  // aborts if offset + n overflows
+  if (std::int64_t(m_Offset) + n > 0x7FFFFFFF) RaiseOutOfRange(n);
+  std::int64_t slots = SlotsFor(n);
   if (n < m_Count) {
     int end = m_Offset + n;             // first position cut off
     int kept = (end - 1) >> m_Shift;    // last block kept
@@ -705,9 +706,10 @@ T cow_List<T>::Pop() {
 template <class T>
 void cow_List<T>::Fill(int n, const T& x) {
   if (n <= m_Count) return;
+  if (std::int64_t(m_Offset) + n > 0x7FFFFFFF) RaiseOutOfRange(n);
   if (*m_Counter != 1) UnshareSlots();
-  std::int64_t need = (std::int64_t(m_Offset) + n - 1) >> m_Shift;
-  if (need < 0x7FFFFFFF && need >= m_SlotCapacity) GrowSlots(need + 1);
+  int need = (m_Offset + n - 1) >> m_Shift;  // slot of the last new element
+  if (need >= m_SlotCapacity) GrowSlots(std::int64_t(need) + 1);
   while (m_Count < n) Append(x);
 }
 

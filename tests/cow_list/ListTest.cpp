@@ -230,7 +230,8 @@ TEST(ListSharing, ReadsNeverCopyAndGetCopiesOneBlock) {
   EXPECT_EQ(&a.ConstGet(40), &b.ConstGet(40));
   int* own = &b.Get(21);
   EXPECT_EQ(own, &b.Get(21));  // already this list's own: no second copy
-  a = a;
+  const cow_List<int>& same = a;
+  a = same;  // self-assignment keeps the count
   EXPECT_EQ(a.UseCount(), 1u);
   b = a;
   EXPECT_EQ(Items(b), Items(Range(64)));
