@@ -139,6 +139,19 @@ constexpr Bytes64 MakePack() {
 }
 constexpr Bytes64 kPack = MakePack();
 
+// Four joined blocks (A, B, C, D; 48 bytes each) as three 64-byte stores:
+// A + B[0, 16), B[16, 48) + C[0, 32), C[32, 48) + D. A two-source permute
+// takes bytes from its first source below index 64 and from its second above.
+constexpr Bytes64 MakeJoin(int from, int countFirst) {
+  Bytes64 t{};
+  for (int j = 0; j < 64; ++j)
+    t.b[j] = static_cast<std::int8_t>(j < countFirst ? kPack.b[from + j] : 64 + kPack.b[j - countFirst]);
+  return t;
+}
+constexpr Bytes64 kJoin0 = MakeJoin(0, 48);
+constexpr Bytes64 kJoin1 = MakeJoin(16, 32);
+constexpr Bytes64 kJoin2 = MakeJoin(32, 16);
+
 // Encoding, AVX-512: lane g takes input bytes (b1, b0, b2, b1) of group g.
 constexpr Bytes64 MakeSpread() {
   Bytes64 t{};
@@ -184,6 +197,9 @@ UTL_TARGET_AVX2 inline __m256i Encode24(const unsigned char* in, __m256i shift) 
 }
 
 // ----- AVX-512 -------------------------------------------------------------
+// Above this many input bytes the result goes around the caches.
+constexpr std::size_t kStreamBytes = std::size_t(8) << 20;
+
 UTL_TARGET_AVX512 inline __m512i Load64(const Bytes64& t) { return _mm512_loadu_si512(t.b); }
 
 inline __mmask64 LowBits(unsigned n) { return n >= 64 ? ~0ull : (1ull << n) - 1; }
@@ -195,6 +211,27 @@ UTL_TARGET_AVX512 inline __m512i Encode48(__m512i v, __m512i spread, __m512i alp
   // Per 32-bit lane (b1 b0 b2 b1): the fields start at bits 10, 4, 22, 16.
   __m512i idx = _mm512_multishift_epi64_epi8(_mm512_set1_epi64(0x3036242A1016040Aull), v);
   return _mm512_permutexvar_epi8(idx, alphabet);
+}
+
+// The values of 64 characters; wrong marks the bytes that are not alphabet
+// characters (bytes above 127 and those without a value both have the top
+// bit after the lookup).
+UTL_TARGET_AVX512 inline __m512i Values64(__m512i x, __m512i ascii0, __m512i ascii1, __mmask64& wrong) {
+  __m512i v = _mm512_permutex2var_epi8(ascii0, x, ascii1);
+  wrong = _mm512_movepi8_mask(_mm512_or_si512(x, v));
+  return v;
+}
+
+// Four 6-bit values per 32-bit lane joined into the lane's low 24 bits.
+UTL_TARGET_AVX512 inline __m512i Join64(__m512i v) {
+  v = _mm512_maddubs_epi16(v, _mm512_set1_epi32(0x01400140));
+  return _mm512_madd_epi16(v, _mm512_set1_epi32(0x00011000));
+}
+
+// 48 bytes as 32 + 16: a masked store is slower on some processors.
+UTL_TARGET_AVX512 inline void Store48(unsigned char* o, __m512i v) {
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(o), _mm512_castsi512_si256(v));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(o + 32), _mm512_extracti32x4_epi32(v, 2));
 }
 
 }  // namespace
@@ -265,6 +302,20 @@ UTL_TARGET_AVX2 std::size_t DecodeAvx2(const unsigned char* text, std::size_t i,
 UTL_TARGET_AVX512 void EncodeAvx512(const unsigned char* in, std::size_t bytes, char* out) {
   const __m512i spread = Load64(kSpread), alphabet = Load64(kAlphabet64);
   std::size_t i = 0;
+  // A result much larger than the caches is written around them: streaming
+  // stores save reading each destination line before writing it. They need
+  // 64-byte alignment, reached by one masked step of whole groups.
+  const std::size_t misalign = reinterpret_cast<std::uintptr_t>(out) & 63;
+  if (bytes >= kStreamBytes && misalign % 4 == 0) {
+    const unsigned head = static_cast<unsigned>((64 - misalign) % 64 / 4);
+    if (head != 0) {
+      __m512i v = _mm512_maskz_loadu_epi8(LowBits(3 * head), in);
+      _mm512_mask_storeu_epi8(out, LowBits(4 * head), Encode48(v, spread, alphabet));
+      i = 3 * head;
+    }
+    for (; i + 64 <= bytes; i += 48) _mm512_stream_si512(reinterpret_cast<__m512i*>(out + i / 3 * 4), Encode48(_mm512_loadu_si512(in + i), spread, alphabet));
+    _mm_sfence();
+  }
   // Whole 64-byte loads while they stay inside the input (a step uses 48).
   for (; i + 64 <= bytes; i += 48) _mm512_storeu_si512(out + i / 3 * 4, Encode48(_mm512_loadu_si512(in + i), spread, alphabet));
   // The rest, at most two steps, through masks: plain stores are faster, so
@@ -292,22 +343,47 @@ UTL_TARGET_AVX512 std::size_t DecodeAvx512(const unsigned char* text, std::size_
                                            unsigned char*& out, std::size_t* bad) {
   const __m512i ascii0 = Load64(kAscii0), ascii1 = Load64(kAscii1), pack = Load64(kPack);
   unsigned char* o = out;
+  // A result much larger than the caches is written around them, as in
+  // encoding: four blocks make 192 bytes, three aligned 64-byte stores.
+  // Single blocks first until the output is aligned.
+  if (len - i >= kStreamBytes / 3 * 4 && (reinterpret_cast<std::uintptr_t>(o) & 15) == 0) {
+    const __m512i join0 = Load64(kJoin0), join1 = Load64(kJoin1), join2 = Load64(kJoin2);
+    while ((reinterpret_cast<std::uintptr_t>(o) & 63) != 0 && i + 64 <= len) {
+      __mmask64 wrong;
+      __m512i v = Values64(_mm512_loadu_si512(text + i), ascii0, ascii1, wrong);
+      if (wrong != 0) break;
+      Store48(o, _mm512_permutexvar_epi8(pack, Join64(v)));
+      i += 64;
+      o += 48;
+    }
+    if ((reinterpret_cast<std::uintptr_t>(o) & 63) == 0) {
+      for (; i + 256 <= len; i += 256, o += 192) {
+        __mmask64 w0, w1, w2, w3;
+        __m512i v0 = Values64(_mm512_loadu_si512(text + i), ascii0, ascii1, w0);
+        __m512i v1 = Values64(_mm512_loadu_si512(text + i + 64), ascii0, ascii1, w1);
+        __m512i v2 = Values64(_mm512_loadu_si512(text + i + 128), ascii0, ascii1, w2);
+        __m512i v3 = Values64(_mm512_loadu_si512(text + i + 192), ascii0, ascii1, w3);
+        if ((w0 | w1 | w2 | w3) != 0) break;  // the loop below finds the byte
+        v0 = Join64(v0);
+        v1 = Join64(v1);
+        v2 = Join64(v2);
+        v3 = Join64(v3);
+        _mm512_stream_si512(reinterpret_cast<__m512i*>(o), _mm512_permutex2var_epi8(v0, join0, v1));
+        _mm512_stream_si512(reinterpret_cast<__m512i*>(o + 64), _mm512_permutex2var_epi8(v1, join1, v2));
+        _mm512_stream_si512(reinterpret_cast<__m512i*>(o + 128), _mm512_permutex2var_epi8(v2, join2, v3));
+      }
+      _mm_sfence();
+    }
+  }
   for (; i + 64 <= len; i += 64, o += 48) {
-    __m512i x = _mm512_loadu_si512(text + i);
-    __m512i v = _mm512_permutex2var_epi8(ascii0, x, ascii1);
-    // Bytes above 127 and those without a value both have the top bit.
-    __mmask64 wrong = _mm512_movepi8_mask(_mm512_or_si512(x, v));
+    __mmask64 wrong;
+    __m512i v = Values64(_mm512_loadu_si512(text + i), ascii0, ascii1, wrong);
     if (wrong != 0) {
       *bad = i + static_cast<std::size_t>(__builtin_ctzll(wrong));
       out = o;
       return i;
     }
-    v = _mm512_maddubs_epi16(v, _mm512_set1_epi32(0x01400140));
-    v = _mm512_madd_epi16(v, _mm512_set1_epi32(0x00011000));
-    v = _mm512_permutexvar_epi8(pack, v);
-    // 48 bytes as 32 + 16: a masked store is slower on some processors.
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(o), _mm512_castsi512_si256(v));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(o + 32), _mm512_extracti32x4_epi32(v, 2));
+    Store48(o, _mm512_permutexvar_epi8(pack, Join64(v)));
   }
   *bad = len;
   out = o;
