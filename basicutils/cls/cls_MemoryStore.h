@@ -272,6 +272,14 @@ class VNKUTI_BASIC_API cls_MemStore : public mem_AllocationOperators {
   // Puts root (class ID 1, owned from now on) in the place of the tree.
   void ReplaceRoot(cls_MemObject* root);
 
+  // Writes node through m as the object that wrote it did: its base part
+  // (through m's base slot), its fields in order, nested objects through
+  // the child mementos m makes (each told the collection type its object
+  // checked), collections through m's writers, its blob through m's blob
+  // agent. What m has no writer for is left out. Copies a stored object
+  // into another store, or prints it (pdc_PPerrMementoWrite).
+  static void Replay(const cls_MemObject& node, cls_MementoWrite& m);
+
  private:
   cow_String m_DbId;
   cls_MemObject* m_Root;
