@@ -204,7 +204,7 @@ UTL_TARGET_AVX512 inline __m512i Load64(const Bytes64& t) { return _mm512_loadu_
 
 inline __mmask64 LowBits(unsigned n) { return n >= 64 ? ~0ull : (1ull << n) - 1; }
 
-// Byte lane g of the result holds the four 6-bit fields of group g, taken
+// 32-bit lane g of the result holds the four characters of group g, taken
 // from input bytes 3g .. 3g + 2 of v.
 UTL_TARGET_AVX512 inline __m512i Encode48(__m512i v, __m512i spread, __m512i alphabet) {
   v = _mm512_permutexvar_epi8(spread, v);
