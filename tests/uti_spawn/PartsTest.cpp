@@ -1,193 +1,113 @@
-// The portable parts of a spawn on their own: quoting, the command line,
-// its splitting by the Windows run time's rules, the environment block, the
-// program search and FindCommand.
+// The portable parts of a spawn on their own: quoting, splitting by the
+// Windows run time's rules, the environment block, the program search and
+// FindCommand.
 #include <stdlib.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 
 #include "SpawnTestUtil.h"
 #include "mem/mem_Alloc.h"
-#include "uti/uti_Exception.h"
 #include "uti/uti_SpawnParts.h"
 
 using namespace spawntest;
+using V = std::vector<std::string>;
 
 namespace {
 
-std::vector<std::string> Split(const char* line) { return Vec(uti_SplitCommandLine(atr_String(line))); }
+V Split(const char* line) { return Vec(uti_SplitCommandLine(atr_String(line))); }
+V Built(std::initializer_list<std::string> w) { return Vec(uti_SplitCommandLine(uti_BuildCommandLine(C("p"), Words(w)))); }
 
-// Sets an environment variable for one scope.
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, const std::string& value) : m_Name(name) {
-    const char* old = getenv(name);
-    m_Had = old != nullptr;
-    if (m_Had) m_Old = old;
-    setenv(name, value.c_str(), 1);
-  }
-  ~ScopedEnv() {
-    if (m_Had)
-      setenv(m_Name, m_Old.c_str(), 1);
-    else
-      unsetenv(m_Name);
-  }
-
- private:
-  const char* m_Name;
-  bool m_Had;
-  std::string m_Old;
-};
-
-// Changes the current directory for one scope.
-class ScopedCwd {
- public:
-  explicit ScopedCwd(const std::string& dir) {
+// PATH and the current directory for one test, made of fresh directories.
+class SearchTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
     char buf[4096];
-    m_Old = getcwd(buf, sizeof buf) ? buf : "/";
-    EXPECT_EQ(chdir(dir.c_str()), 0);
+    m_OldCwd = getcwd(buf, sizeof buf);
+    const char* path = getenv("PATH");
+    m_OldPath = path ? path : "";
+    setenv("PATH", ("::/nonexistent:" + m_Path.Path()).c_str(), 1);
+    ASSERT_EQ(chdir(m_Cwd.Path().c_str()), 0);
+    Make(m_Path.File("tool"), 0755);
+    Make(m_Path.File("locked"), 0644);
+    mkdir(m_Path.File("adir").c_str(), 0755);
+    Make(m_Cwd.File("local"), 0755);
   }
-  ~ScopedCwd() { EXPECT_EQ(chdir(m_Old.c_str()), 0); }
-
- private:
-  std::string m_Old;
-};
-
-void MakeFile(const std::string& path, mode_t mode) {
-  WriteFile(path, "#!/bin/sh\nexit 0\n");
-  chmod(path.c_str(), mode);
-}
-
-struct Finder : uti_Spawn {
-  using uti_Spawn::FindCommand;
+  void TearDown() override {
+    setenv("PATH", m_OldPath.c_str(), 1);
+    EXPECT_EQ(chdir(m_OldCwd.c_str()), 0);
+  }
+  static void Make(const std::string& path, mode_t mode) {
+    WriteFile(path, "#!/bin/sh\n");
+    chmod(path.c_str(), mode);
+  }
+  vnktest::TempDir m_Path, m_Cwd;
+  std::string m_OldCwd, m_OldPath;
 };
 
 }  // namespace
 
-TEST(CommandLine, WordsAreQuotedOnlyForBlanksAndTabs) {
-  EXPECT_EQ(S(uti_QuoteWord(cow_String("plain"))), "plain");
-  EXPECT_EQ(S(uti_QuoteWord(cow_String("two words"))), "\"two words\"");
-  EXPECT_EQ(S(uti_QuoteWord(cow_String("tab\there"))), "\"tab\there\"");
-  // Quotes and backslashes are never escaped.
-  EXPECT_EQ(S(uti_QuoteWord(cow_String("a\"b"))), "a\"b");
-  EXPECT_EQ(S(uti_QuoteWord(cow_String("say \"hi\""))), "\"say \"hi\"\"");
-  EXPECT_EQ(S(uti_QuoteWord(cow_String("C:\\dir\\"))), "C:\\dir\\");
-  EXPECT_EQ(S(uti_QuoteWord(cow_String())), "");
+TEST(CommandLine, QuotingAndSplittingAsTheWindowsRunTime) {
+  EXPECT_EQ(S(uti_QuoteWord(C("plain"))), "plain");
+  EXPECT_EQ(S(uti_QuoteWord(C("tab\there"))), "\"tab\there\"");
+  EXPECT_EQ(S(uti_QuoteWord(C("say \"hi\""))), "\"say \"hi\"\"");  // nothing escaped
+  EXPECT_EQ(S(uti_BuildCommandLine(C("/my dir/p"), Words({"a\\", "b c", ""}))), "\"/my dir/p\" a\\ \"b c\" ");
 
-  EXPECT_EQ(S(uti_BuildCommandLine(cow_String("/bin/prog"), Words({}))), "/bin/prog");
-  EXPECT_EQ(S(uti_BuildCommandLine(cow_String("/my dir/prog"), Words({"a", "b c", ""}))),
-            "\"/my dir/prog\" a \"b c\" ");
-}
-
-TEST(CommandLine, SplitFollowsTheWindowsRunTime) {
-  using V = std::vector<std::string>;
   EXPECT_EQ(Split(""), V{});
-  EXPECT_EQ(Split("prog"), V{"prog"});
-  EXPECT_EQ(Split("prog  a\tb   c "), (V{"prog", "a", "b", "c"}));
-  // Program name: quotes toggle and vanish, backslashes are plain.
+  EXPECT_EQ(Split("p  a\tb "), (V{"p", "a", "b"}));
+  // The program name: quotes toggle and vanish, backslashes are plain.
   EXPECT_EQ(Split("\"C:\\Program Files\\x\" y"), (V{"C:\\Program Files\\x", "y"}));
-  EXPECT_EQ(Split("pr\"o g\"x a"), (V{"pro gx", "a"}));
   EXPECT_EQ(Split("a\\\"b c"), (V{"a\\b c"}));
-  // Arguments: backslashes matter only before a quote.
-  EXPECT_EQ(Split("p a\\b a\\\\b"), (V{"p", "a\\b", "a\\\\b"}));
-  EXPECT_EQ(Split("p \"a b\" \"\""), (V{"p", "a b", ""}));
-  EXPECT_EQ(Split("p \"a\\\"b\""), (V{"p", "a\"b"}));
-  EXPECT_EQ(Split("p a\\\\\"b c\""), (V{"p", "a\\b c"}));
-  EXPECT_EQ(Split("p a\\\\\\\"b"), (V{"p", "a\\\"b"}));
-  EXPECT_EQ(Split("p \"a\"\"b\" c"), (V{"p", "a\"b", "c"}));
-  EXPECT_EQ(Split("p \"trailing\\\\\""), (V{"p", "trailing\\"}));
-  EXPECT_EQ(Split("p \"unclosed arg"), (V{"p", "unclosed arg"}));
-  // What the builder makes of awkward words, as the child will see it: an
-  // embedded quote switches quoting on and carries over into what follows.
-  auto built = [](std::initializer_list<std::string> w) {
-    return Vec(uti_SplitCommandLine(uti_BuildCommandLine(cow_String("p"), Words(w))));
-  };
-  EXPECT_EQ(built({"a\"b"}), (V{"p", "ab"}));
-  EXPECT_EQ(built({"say \"hi there\""}), (V{"p", "say hi", "there"}));
-  EXPECT_EQ(built({"", "x"}), (V{"p", "x"}));  // an empty word vanishes
-  EXPECT_EQ(built({"x\\", "tab\tin"}), (V{"p", "x\\", "tab\tin"}));
-  EXPECT_EQ(built({"a\"b", "c d"}), (V{"p", "ab c", "d"}));
+  // Arguments: backslashes count only before a quote; "" inside quotes.
+  EXPECT_EQ(Split("p a\\\\b \"a b\" \"\""), (V{"p", "a\\\\b", "a b", ""}));
+  EXPECT_EQ(Split("p a\\\\\"b c\" a\\\\\\\"b"), (V{"p", "a\\b c", "a\\\"b"}));
+  EXPECT_EQ(Split("p \"a\"\"b\" \"end\\\\\" \"open"), (V{"p", "a\"b", "end\\", "open"}));
+  // Awkward words as the child will see them: an embedded quote switches
+  // quoting on and carries into what follows; an empty word vanishes.
+  EXPECT_EQ(Built({"a\"b", "c d"}), (V{"p", "ab c", "d"}));
+  EXPECT_EQ(Built({"say \"hi there\""}), (V{"p", "say hi", "there"}));
+  EXPECT_EQ(Built({"", "x\\", "tab\tin"}), (V{"p", "x\\", "tab\tin"}));
 }
 
 TEST(CommandLine, EnvironmentBlockIsSortedAndSized) {
   int size = -1;
   EXPECT_EQ(uti_NewEnvironmentBlock(uti_Environment(), &size), nullptr);
   EXPECT_EQ(size, 0);
-
   uti_Environment env;
-  env.Insert(cow_String("ZED"), cow_String("last"));
-  env.Insert(cow_String("A"), cow_String("1"));
-  env.Insert(cow_String("EMPTY"), cow_String());
-  env.Insert(cow_String("B"), cow_String("x=y"));
+  const char* entries[][2] = {{"ZED", "z"}, {"A", "1"}, {"E", ""}, {"B", "x=y"}};
+  for (auto& kv : entries) env.Insert(C(kv[0]), C(kv[1]));
   char* block = uti_NewEnvironmentBlock(env, &size);
-  ASSERT_NE(block, nullptr);
-  const std::string expected("A=1\0B=x=y\0EMPTY=\0ZED=last\0\0", 27);
-  EXPECT_EQ(size, 27);  // 1 + (1+1+2) + (1+3+2) + (5+0+2) + (3+4+2)
-  EXPECT_EQ(std::string(block, size), expected);
+  EXPECT_EQ(size, 20);  // 1 + (1+1+2) + (1+3+2) + (1+0+2) + (3+1+2)
+  EXPECT_EQ(std::string(block, size), std::string("A=1\0B=x=y\0E=\0ZED=z\0\0", 20));
   mem_Free(block);
 }
 
-TEST(CommandLine, ProgramSearchAsCreateProcessDoes) {
-  vnktest::TempDir dir, cwdDir;
+TEST_F(SearchTest, ProgramSearchAsCreateProcessDoes) {
   cow_String path;
   EXPECT_EQ(uti_LocateProgram(cow_String(), &path), ENOENT);
-  // A name with a directory is the system's to resolve, found or not.
-  EXPECT_EQ(uti_LocateProgram(cow_String("./no/such"), &path), 0);
+  EXPECT_EQ(uti_LocateProgram(C("./no/such"), &path), 0);  // a directory given: the system's to resolve
   EXPECT_EQ(S(path), "./no/such");
-
-  // The running program's directory comes first: the child lives there.
-  const std::string childName = Child().substr(Child().rfind('/') + 1);
-  EXPECT_EQ(uti_LocateProgram(cow_String(childName.c_str()), &path), 0);
+  // The running program's directory first (the child lives there), then
+  // the current directory, then PATH; a directory or a missing name is none.
+  EXPECT_EQ(uti_LocateProgram(C(Child().substr(Child().rfind('/') + 1)), &path), 0);
   EXPECT_EQ(S(path), Child());
-
-  MakeFile(dir.File("tool"), 0755);
-  MakeFile(dir.File("locked"), 0644);
-  mkdir(dir.File("adir").c_str(), 0755);
-  MakeFile(cwdDir.File("tool"), 0755);
-  {
-    ScopedEnv pathVar("PATH", "::/nonexistent:" + dir.Path());
-    EXPECT_EQ(uti_LocateProgram(cow_String("tool"), &path), 0);
-    EXPECT_EQ(S(path), dir.File("tool"));
-    EXPECT_EQ(uti_LocateProgram(cow_String("locked"), &path), EACCES);
-    EXPECT_EQ(uti_LocateProgram(cow_String("adir"), &path), ENOENT);  // a directory is no program
-    EXPECT_EQ(uti_LocateProgram(cow_String("missing"), &path), ENOENT);
-    // The current directory comes before PATH.
-    ScopedCwd cwd(cwdDir.Path());
-    EXPECT_EQ(uti_LocateProgram(cow_String("tool"), &path), 0);
-    EXPECT_EQ(S(path), "./tool");
-  }
+  EXPECT_EQ(uti_LocateProgram(C("local"), &path), 0);
+  EXPECT_EQ(S(path), "./local");
+  EXPECT_EQ(uti_LocateProgram(C("tool"), &path), 0);
+  EXPECT_EQ(S(path), m_Path.File("tool"));
+  EXPECT_EQ(uti_LocateProgram(C("locked"), &path), EACCES);
+  EXPECT_EQ(uti_LocateProgram(C("adir"), &path), ENOENT);
+  EXPECT_EQ(uti_LocateProgram(C("missing"), &path), ENOENT);
 }
 
-TEST(CommandLine, FindCommandChecksAndSearchesPath) {
-  vnktest::TempDir dir, cwdDir;
-  MakeFile(dir.File("tool"), 0755);
-  MakeFile(dir.File("locked"), 0644);
-  MakeFile(cwdDir.File("local"), 0755);
-  ScopedEnv pathVar("PATH", "/nonexistent:" + dir.Path());
-  ScopedCwd cwd(cwdDir.Path());
-
-  // An absolute name is answered unchecked, missing or not; no ".exe".
-  EXPECT_EQ(S(Finder::FindCommand(cow_String("/no/such/prog")).Path()), "/no/such/prog");
-  EXPECT_EQ(S(Finder::FindCommand(cow_String("tool")).Path()), dir.File("tool"));
-  // Runnable from the current directory: answered as given.
-  EXPECT_EQ(S(Finder::FindCommand(cow_String("local")).Path()), "local");
-  EXPECT_EQ(S(Finder::FindCommand(cow_String("./local")).Path()), "./local");
-
-  try {
-    Finder::FindCommand(cow_String("nothing_like_this"));
-    ADD_FAILURE() << "no exception";
-  } catch (const uti_NotOnPathException& e) {
-    EXPECT_EQ(S(e.AsString()), "nothing_like_this not found in PATH.");
-    EXPECT_EQ(S(e.FromFile()), "uti/impl/uti_Spawn");
-  }
-  try {
-    Finder::FindCommand(cow_String("locked"));
-    ADD_FAILURE() << "no exception";
-  } catch (const uti_NotExecutableException& e) {
-    EXPECT_EQ(S(e.AsString()), dir.File("locked") + " is not executable.");
-  }
-  // Both are text exceptions.
-  EXPECT_THROW(Finder::FindCommand(cow_String("locked")), nex_TextException);
+TEST_F(SearchTest, FindCommandWithoutTheExeRule) {
+  EXPECT_EQ(S(Spawner::FindCommand(C("/no/such/prog")).Path()), "/no/such/prog");  // absolute: unchecked
+  EXPECT_EQ(S(Spawner::FindCommand(C("local")).Path()), "local");  // runnable here: as given
+  EXPECT_EQ(S(Spawner::FindCommand(C("tool")).Path()), m_Path.File("tool"));  // no "tool.exe"
+  EXPECT_EQ(Raises<uti_NotOnPathException>([] { Spawner::FindCommand(C("nothing_like_this")); }),
+            "nothing_like_this not found in PATH.");
+  EXPECT_EQ(Raises<uti_NotOnPathException>([] { Spawner::FindCommand(C("adir")); }), "adir not found in PATH.");
+  EXPECT_EQ(Raises<nex_TextException>([] { Spawner::FindCommand(C("locked")); }),
+            m_Path.File("locked") + " is not executable.");
+  EXPECT_THROW(Spawner::FindCommand(C("locked")), uti_NotExecutableException);
 }

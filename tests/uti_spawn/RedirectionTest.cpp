@@ -1,202 +1,109 @@
-// uti_Redirection on its own: the symbol table, the records each symbol
-// sets, the misuse errors and their texts, the word-list forms, Nullify and
-// the descriptors the redirection owns.
+// uti_Redirection on its own: the records each symbol sets, the misuse
+// texts, the word-list forms, Nullify, the descriptors it owns and the
+// symbol table's life in the thread-singleton registry.
 #include <fcntl.h>
-#include <unistd.h>
 
 #include "SpawnTestUtil.h"
 #include "thr/thr_ThreadSingleton.h"
-#include "uti/uti_Exception.h"
 
 using namespace spawntest;
+using H = uti_Redirection::Handle;
 
 namespace {
 
-struct Rec {
-  int fd;
-  std::string name;
-  bool append;
-};
-
-Rec At(const uti_Redirection& r, int stream) {
+// "fd name append" of a stream's record; "-" when it is undefined.
+std::string Rec(const uti_Redirection& r, int stream) {
   const uti_Redirection::Redirector& x = r.ConstGetRedirector(stream);
-  return Rec{x.m_Fd, S(x.m_FileName), x.m_Append};
+  if (x.isUndefined()) return "-";
+  return std::to_string(x.m_Fd) + " " + S(x.m_FileName) + (x.m_Append ? " append" : "");
 }
 
-void ExpectRec(const uti_Redirection& r, int stream, int fd, const std::string& name, bool append) {
-  Rec x = At(r, stream);
-  EXPECT_EQ(x.fd, fd) << "stream " << stream;
-  EXPECT_EQ(x.name, name) << "stream " << stream;
-  EXPECT_EQ(x.append, append) << "stream " << stream;
-}
-
-bool Undefined(const uti_Redirection& r, int stream) { return r.ConstGetRedirector(stream).isUndefined(); }
-
-template <class F>
-std::string TextOf(F f) {
-  try {
-    f();
-  } catch (const nex_TextException& e) {
-    EXPECT_EQ(S(e.FromFile()), "uti/impl/uti_Redirection");
-    return S(e.AsString());
-  }
-  return "no exception";
-}
-
-bool IsOpen(int fd) { return fcntl(fd, F_GETFD) >= 0; }
+std::string Recs(const uti_Redirection& r) { return Rec(r, 0) + " | " + Rec(r, 1) + " | " + Rec(r, 2); }
 
 }  // namespace
 
-TEST(Redirection, EachSymbolSetsItsRow) {
-  struct Row {
-    const char* symbol;
-    int stream;
-    bool append;
-    bool merge;
-  } rows[] = {{"<", 0, false, false},  {">", 1, false, false},  {"2>", 2, false, false}, {">>", 1, true, false},
-              {"2>>", 2, true, false}, {">&", 1, false, true},  {">>&", 1, true, true}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.symbol);
-    EXPECT_TRUE(uti_Redirection::IsSymbol(cow_String(row.symbol)));
-    uti_Redirection r(cow_String(row.symbol), uti_Redirection::Handle("f.txt"));
-    for (int s = 0; s < 3; ++s) {
-      if (s == row.stream)
-        ExpectRec(r, s, -1, "f.txt", row.append);
-      else if (s == 2 && row.merge)
-        ExpectRec(r, 2, 1, "", false);  // standard error follows standard output
-      else
-        EXPECT_TRUE(Undefined(r, s));
-    }
+TEST(Redirection, EachSymbolSetsItsRecords) {
+  const char* rows[][2] = {{"<", "-1 f | - | -"},         {">", "- | -1 f | -"},
+                           {"2>", "- | - | -1 f"},        {">>", "- | -1 f append | -"},
+                           {"2>>", "- | - | -1 f append"}, {">&", "- | -1 f | 1 "},
+                           {">>&", "- | -1 f append | 1 "}};
+  for (auto& row : rows) {
+    EXPECT_TRUE(uti_Redirection::IsSymbol(C(row[0])));
+    EXPECT_EQ(Recs(uti_Redirection(C(row[0]), H("f"))), row[1]) << row[0];
   }
-  for (const char* w : {"", "<<", "2>&1", "&>", "1>", ">&2", "nul"}) EXPECT_FALSE(uti_Redirection::IsSymbol(cow_String(w))) << w;
-}
+  for (const char* w : {"", "<<", "2>&1", "&>", "1>", "nul"}) EXPECT_FALSE(uti_Redirection::IsSymbol(C(w))) << w;
 
-TEST(Redirection, HandlesAndConstructors) {
-  uti_Redirection empty;
-  for (int s = 0; s < 3; ++s) EXPECT_TRUE(Undefined(empty, s));
-
-  uti_Redirection two(cow_String("<"), uti_Redirection::Handle(cow_String("in")), cow_String("2>>"),
-                      uti_Redirection::Handle(utl_FilePath(cow_String("dir"), cow_String("err"))));
-  ExpectRec(two, 0, -1, "in", false);
-  EXPECT_TRUE(Undefined(two, 1));
-  ExpectRec(two, 2, -1, "dir/err", true);
-
-  uti_Redirection three(cow_String(">"), uti_Redirection::Handle(uti_Redirection::NullDevice()), cow_String("<"),
-                        uti_Redirection::Handle(0), cow_String("2>"), uti_Redirection::Handle(2));
-  ExpectRec(three, 1, -1, "nul", false);
-  ExpectRec(three, 0, 0, "", false);
-  ExpectRec(three, 2, 2, "", false);
-  EXPECT_STREQ(uti_Redirection::NullDevice().c_str(), "nul");
-
-  uti_Redirection::Handle none;
-  EXPECT_EQ(none.Fd(), -1);
-  EXPECT_TRUE(none.FileName().IsEmpty());
+  EXPECT_EQ(Recs(uti_Redirection()), "- | - | -");
+  EXPECT_EQ(Recs(uti_Redirection(C("<"), H(C("in")), C("2>>"), H(utl_FilePath(C("dir"), C("err"))))),
+            "-1 in | - | -1 dir/err append");
+  EXPECT_EQ(Recs(uti_Redirection(C(">"), H(uti_Redirection::NullDevice()), C("<"), H(0), C("2>"), H(2))),
+            "0  | -1 nul | 2 ");
 }
 
 TEST(Redirection, MisuseRaisesTheTexts) {
-  EXPECT_EQ(TextOf([] { uti_Redirection r(cow_String("<<"), uti_Redirection::Handle("x")); }),
-            "Unrecognized redirector symbol");
-  EXPECT_EQ(TextOf([] { uti_Redirection r(cow_String(">"), uti_Redirection::Handle("a"), cow_String(">>"),
-                                          uti_Redirection::Handle("b")); }),
+  using T = nex_TextException;
+  EXPECT_EQ(Raises<T>([] { uti_Redirection(C("<<"), H("x")); }), "Unrecognized redirector symbol");
+  EXPECT_EQ(Raises<T>([] { uti_Redirection(C(">"), H("a"), C(">>"), H("b")); }),
             "Stream stdout has already redirected.");
-  EXPECT_EQ(TextOf([] { uti_Redirection r(cow_String("<"), uti_Redirection::Handle("a"), cow_String("<"),
-                                          uti_Redirection::Handle("b")); }),
-            "Stream stdin has already redirected.");
-  EXPECT_EQ(TextOf([] { uti_Redirection r(cow_String("2>"), uti_Redirection::Handle("a"), cow_String(">&"),
-                                          uti_Redirection::Handle("b")); }),
+  EXPECT_EQ(Raises<T>([] { uti_Redirection(C("<"), H("a"), C("<"), H("b")); }), "Stream stdin has already redirected.");
+  EXPECT_EQ(Raises<T>([] { uti_Redirection(C("2>"), H("a"), C(">&"), H("b")); }),
             "Stream stderr has already redirected.");
-  // ">&" then ">": the later one names stdout.
-  uti_Redirection merged(cow_String(">&"), uti_Redirection::Handle("both"));
-  EXPECT_EQ(TextOf([&] { merged.Redirect(cow_String(">"), uti_Redirection::Handle("again")); }),
-            "Stream stdout has already redirected.");
-  ExpectRec(merged, 1, -1, "both", false);
+  uti_Redirection merged(C(">&"), H("both"));
+  EXPECT_EQ(Raises<T>([&] { merged.Redirect(C(">"), H("again")); }), "Stream stdout has already redirected.");
+  EXPECT_EQ(Recs(merged), "- | -1 both | 1 ");
+  T source("");
+  Raises<T>([] { uti_Redirection(C("?"), H("x")); }, &source);
+  EXPECT_EQ(S(source.FromFile()), "uti/impl/uti_Redirection");
 
-  // A descriptor target must be open.
-  int fds[2];
-  ASSERT_EQ(pipe(fds), 0);
-  close(fds[0]);
-  close(fds[1]);
-  try {
-    uti_Redirection r(cow_String(">"), uti_Redirection::Handle(fds[0]));
-    ADD_FAILURE() << "no exception";
-  } catch (const uti_IOErrorException& e) {
-    EXPECT_EQ(S(e.Function()), "fstat");
-    EXPECT_EQ(e.ErrorNo(), EBADF);
-    EXPECT_EQ(S(e.FromFile()), "uti/impl/uti_Redirection");
-  }
-  // The same when the platform call is made to fail.
+  // A descriptor target must be open (fstat), also when the call is failed.
+  uti_IOErrorException e("none", 0);
+  Raises<uti_IOErrorException>([] { uti_Redirection(C(">"), H(987)); }, &e);
+  EXPECT_EQ(S(e.Function()), "fstat");
+  EXPECT_EQ(e.ErrorNo(), EBADF);
   plt_FaultArm(plt_FaultSize, 1, EIO);
-  try {
-    uti_Redirection r(cow_String("2>"), uti_Redirection::Handle(2));
-    ADD_FAILURE() << "no exception";
-  } catch (const uti_IOErrorException& e) {
-    EXPECT_EQ(S(e.Function()), "fstat");
-    EXPECT_EQ(e.ErrorNo(), EIO);
-  }
+  Raises<uti_IOErrorException>([] { uti_Redirection(C("2>"), H(2)); }, &e);
   plt_FaultDisarm();
+  EXPECT_EQ(e.ErrorNo(), EIO);
 }
 
-TEST(Redirection, WordLists) {
-  uti_Redirection r(Words({">", "out", "<", "in", "2>>", "err"}));
-  ExpectRec(r, 0, -1, "in", false);
-  ExpectRec(r, 1, -1, "out", false);
-  ExpectRec(r, 2, -1, "err", true);
-
-  uti_Redirection fromText(cow_String("  >>&\tlog.txt "));
-  ExpectRec(fromText, 1, -1, "log.txt", true);
-  ExpectRec(fromText, 2, 1, "", false);
-
-  uti_Redirection none(Words({}));
-  EXPECT_TRUE(Undefined(none, 0));
-
-  // The count is tested before the pairing: seven words are "too many".
-  EXPECT_EQ(TextOf([] { uti_Redirection x(Words({">", "a", "<", "b", "2>", "c", "d"})); }),
+TEST(Redirection, WordListsAndNullify) {
+  using T = nex_TextException;
+  EXPECT_EQ(Recs(uti_Redirection(Words({">", "out", "<", "in", "2>>", "err"}))), "-1 in | -1 out | -1 err append");
+  EXPECT_EQ(Recs(uti_Redirection(C("  >>&\tlog.txt "))), "- | -1 log.txt append | 1 ");
+  EXPECT_EQ(Recs(uti_Redirection(Words({}))), "- | - | -");
+  // The count is tested before the pairing.
+  EXPECT_EQ(Raises<T>([] { uti_Redirection(Words({">", "a", "<", "b", "2>", "c", "d"})); }),
             "Two many redirection arguments");
-  EXPECT_EQ(TextOf([] { uti_Redirection x(Words({">", "a", "<", "b", "2>", "c", "2>", "d"})); }),
-            "Two many redirection arguments");
-  EXPECT_EQ(TextOf([] { uti_Redirection x(Words({">", "a", "<", "b", "2>"})); }),
+  EXPECT_EQ(Raises<T>([] { uti_Redirection(Words({">", "a", "<", "b", "2>"})); }),
             "Redirection arguments must be paired");
-  EXPECT_EQ(TextOf([] { uti_Redirection x(cow_String("> out <")); }), "Redirection arguments must be paired");
-  EXPECT_EQ(TextOf([] { uti_Redirection x(Words({"out", ">"})); }), "Unrecognized redirector symbol");
-}
+  EXPECT_EQ(Raises<T>([] { uti_Redirection(C("> out <")); }), "Redirection arguments must be paired");
+  EXPECT_EQ(Raises<T>([] { uti_Redirection(Words({"out", ">"})); }), "Unrecognized redirector symbol");
 
-TEST(Redirection, NullifyFillsOnlyUndefinedStreams) {
-  uti_Redirection r(cow_String("2>"), uti_Redirection::Handle("err"));
+  uti_Redirection r(C("2>"), H("err"));
   r.Nullify();
-  ExpectRec(r, 0, -1, "nul", false);
-  ExpectRec(r, 1, -1, "nul", false);
-  ExpectRec(r, 2, -1, "err", false);
-  r.Nullify();  // nothing left to fill: no error
-  EXPECT_EQ(TextOf([&] { r.Redirect(cow_String("<"), uti_Redirection::Handle("x")); }),
-            "Stream stdin has already redirected.");
+  r.Nullify();  // nothing left to fill
+  EXPECT_EQ(Recs(r), "-1 nul | -1 nul | -1 err");
 }
 
-TEST(Redirection, DestructorClosesOwnedDescriptorsOnly) {
+TEST(Redirection, DestructorClosesOnlyDescriptorsAbove2) {
   int fds[2];
   ASSERT_EQ(pipe(fds), 0);
-  {
-    uti_Redirection r(cow_String("<"), uti_Redirection::Handle(fds[0]), cow_String(">"),
-                      uti_Redirection::Handle(fds[1]), cow_String("2>"), uti_Redirection::Handle(2));
-  }
-  EXPECT_FALSE(IsOpen(fds[0]));
-  EXPECT_FALSE(IsOpen(fds[1]));
-  EXPECT_TRUE(IsOpen(2));
-  {
-    uti_Redirection r(cow_String("<"), uti_Redirection::Handle(0), cow_String(">"), uti_Redirection::Handle(1));
-  }
-  EXPECT_TRUE(IsOpen(0));
-  EXPECT_TRUE(IsOpen(1));
+  { uti_Redirection r(C("<"), H(fds[0]), C(">"), H(fds[1]), C("2>"), H(2)); }
+  EXPECT_LT(fcntl(fds[0], F_GETFD), 0);
+  EXPECT_LT(fcntl(fds[1], F_GETFD), 0);
+  { uti_Redirection r(C("<"), H(0), C(">"), H(1), C("2>"), H(2)); }
+  for (int fd = 0; fd < 3; ++fd) EXPECT_GE(fcntl(fd, F_GETFD), 0);
 }
 
 TEST(Redirection, SymbolTableGoesWithTheThreadObjectsAndComesBack) {
-  // The first use registers the table's release at level 16; running the
-  // registry for a thread releases it, and the next use builds it again.
+  // Built once and registered once; running the registry for a thread
+  // releases it (level 16) and the next use builds it again.
   thr_ThrSingletonRegistry& registry = thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance();
-  EXPECT_TRUE(uti_Redirection::IsSymbol(cow_String(">")));
+  EXPECT_TRUE(uti_Redirection::IsSymbol(C(">")));
   const int entries = registry.EntryCount();
-  EXPECT_TRUE(uti_Redirection::IsSymbol(cow_String(">>&")));
-  EXPECT_EQ(registry.EntryCount(), entries);  // built once, registered once
+  EXPECT_TRUE(uti_Redirection::IsSymbol(C(">>&")));
+  EXPECT_EQ(registry.EntryCount(), entries);
   registry.FinalizeThread(-1);
-  EXPECT_TRUE(uti_Redirection::IsSymbol(cow_String("2>>")));
-  EXPECT_FALSE(uti_Redirection::IsSymbol(cow_String("2>>>")));
+  EXPECT_TRUE(uti_Redirection::IsSymbol(C("2>>")));
+  EXPECT_FALSE(uti_Redirection::IsSymbol(C("2>>>")));
 }

@@ -1,37 +1,32 @@
-// Shared by the spawn tests: the child program, its report, subclasses that
-// reach the protected start operations, and a fixture that leaves no child
-// behind.
+// Shared by the spawn tests: the child program and its report, subclasses
+// that reach the protected start operations, and a fixture that leaves no
+// child, zombie or armed fault behind.
 #pragma once
 
 #include <dirent.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
 #include <fstream>
-#include <initializer_list>
 #include <map>
 #include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "plt/plt_FaultInjection.h"
 #include "plt/plt_Process.h"
 #include "support/TestSupport.h"
+#include "uti/uti_Exception.h"
 #include "uti/uti_Spawn.h"
 
 namespace spawntest {
 
 inline std::string Child() { return SPAWN_CHILD; }
-
 inline std::string S(const atr_StringBase& s) { return std::string(s.c_str(), s.Length()); }
+inline cow_String C(const std::string& s) { return cow_String(s.c_str(), static_cast<int>(s.size())); }
 
 inline cow_List<cow_String> Words(std::initializer_list<std::string> words) {
   cow_List<cow_String> l;
-  for (const std::string& w : words) l.Append(cow_String(w.c_str(), static_cast<int>(w.size())));
+  for (const std::string& w : words) l.Append(C(w));
   return l;
 }
 
@@ -42,42 +37,20 @@ inline std::vector<std::string> Vec(const cow_List<cow_String>& l) {
 }
 
 inline std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
   std::stringstream ss;
-  ss << in.rdbuf();
+  ss << std::ifstream(path, std::ios::binary).rdbuf();
   return ss.str();
 }
 
-inline void WriteFile(const std::string& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
-}
+inline void WriteFile(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
 
-// What the child wrote with @report=.
-struct Report {
-  std::vector<std::string> argv;
-  std::string cwd;
-  std::vector<std::string> env;
-  std::map<int, std::string> fds;  // descriptor -> what it points to
-  int pid = 0;
-  int sid = 0;
-  bool valid = false;
-};
-
-inline Report ReadReport(const std::string& path) {
-  Report r;
+// What the child wrote with @report=: each key's values in order.
+inline std::map<std::string, std::vector<std::string>> ReadReport(const std::string& path) {
+  std::map<std::string, std::vector<std::string>> r;
   std::ifstream in(path);
-  std::string line;
-  while (std::getline(in, line)) {
-    r.valid = true;
+  for (std::string line; std::getline(in, line);) {
     auto eq = line.find('=');
-    if (eq == std::string::npos) continue;
-    std::string key = line.substr(0, eq), value = line.substr(eq + 1);
-    if (key == "argv") r.argv.push_back(value);
-    else if (key == "cwd") r.cwd = value;
-    else if (key == "env") r.env.push_back(value);
-    else if (key == "fd") r.fds[std::stoi(value)] = value.substr(value.find(' ') + 1);
-    else if (key == "pid") r.pid = std::stoi(value);
-    else if (key == "sid") r.sid = std::stoi(value);
+    if (eq != std::string::npos) r[line.substr(0, eq)].push_back(line.substr(eq + 1));
   }
   return r;
 }
@@ -86,41 +59,48 @@ inline Report ReadReport(const std::string& path) {
 inline std::vector<int> Children() {
   std::vector<int> kids;
   DIR* d = opendir("/proc");
-  if (!d) return kids;
-  const int self = getpid();
   while (dirent* de = readdir(d)) {
-    int pid = atoi(de->d_name);
-    if (pid <= 0) continue;
     std::string stat = ReadFile("/proc/" + std::string(de->d_name) + "/stat");
-    auto close = stat.rfind(')');
-    if (close == std::string::npos) continue;
-    std::istringstream rest(stat.substr(close + 2));
-    char state;
     int ppid = 0;
-    rest >> state >> ppid;
-    if (ppid == self) kids.push_back(pid);
+    if (stat.rfind(')') != std::string::npos &&
+        std::sscanf(stat.c_str() + stat.rfind(')') + 2, "%*c %d", &ppid) == 1 && ppid == getpid())
+      kids.push_back(atoi(de->d_name));
   }
   closedir(d);
   return kids;
 }
 
-// Waits until path exists (a child writes it) or about five seconds pass.
-inline bool WaitForFile(const std::string& path) {
-  for (int i = 0; i < 500; ++i) {
-    if (access(path.c_str(), F_OK) == 0) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return false;
+inline int OpenFds() {
+  int n = 0;
+  DIR* d = opendir("/proc/self/fd");
+  while (dirent* de = readdir(d)) n += de->d_name[0] != '.';
+  closedir(d);
+  return n - 1;  // the directory's own
 }
 
-inline int ReadPid(const std::string& path) { return WaitForFile(path) ? std::stoi(ReadFile(path)) : -1; }
+// The id a child wrote with @pidfile=, waiting up to five seconds for it.
+inline int ReadPid(const std::string& path) {
+  for (int i = 0; i < 500 && access(path.c_str(), F_OK) != 0; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  return access(path.c_str(), F_OK) == 0 ? std::stoi(ReadFile(path)) : -1;
+}
 
-// Kills and reaps every child, whoever started it, and empties the
-// platform's orphan list.
-inline void ReapAll() {
-  for (int pid : Children()) kill(pid, SIGKILL);
-  for (int pid : Children()) waitpid(pid, nullptr, 0);
-  plt_ProcessReapOrphans();
+inline double Since(std::chrono::steady_clock::time_point t0) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+}
+
+// Runs f, which must raise E; answers its AsString() and, through *caught,
+// the exception itself.
+template <class E, class F>
+std::string Raises(F f, E* caught = nullptr) {
+  try {
+    f();
+  } catch (const E& e) {
+    if (caught != nullptr) *caught = e;
+    return S(e.AsString());
+  }
+  ADD_FAILURE() << "no exception";
+  return "";
 }
 
 // ---------------------------------------------------- reaching the starts
@@ -130,9 +110,8 @@ struct Spawner : uti_Spawn {
   using uti_Spawn::Daemon;
   using uti_Spawn::FindCommand;
   using uti_Spawn::spawn;
-  void Start(const cow_List<cow_String>& args, uti_Redirection& r, const uti_Environment& env = uti_Environment(),
-             int mode = 1) {
-    spawn(cow_String(Child().c_str()), utl_FilePath(), args, r, env, mode);
+  void Start(const cow_List<cow_String>& args, uti_Redirection& r, const uti_Environment& env = uti_Environment()) {
+    spawn(C(Child()), utl_FilePath(), args, r, env, 1);
   }
   void Start(const cow_List<cow_String>& args) {
     uti_Redirection r;
@@ -140,35 +119,31 @@ struct Spawner : uti_Spawn {
   }
 };
 
+// The pipe classes, each started with the child through its own operation.
+#define SPAWNTEST_PIPED(Name, Base, Op)                                        \
+  struct Name : Base {                                                         \
+    void Start(const cow_List<cow_String>& args, uti_Redirection& r) {         \
+      Op(C(Child()), utl_FilePath(), args, r, uti_Environment());              \
+    }                                                                          \
+  };
+SPAWNTEST_PIPED(Sink, uti_SpawnSink, spawnSink)
+SPAWNTEST_PIPED(SourceWithSink, uti_SpawnSourceWithSink, spawnSourceWithSink)
+SPAWNTEST_PIPED(SinkWithSource, uti_SpawnSinkWithSource, spawnSinkWithSource)
 struct Source : uti_SpawnSource {
   using uti_SpawnSource::m_SourceFd;
   void Start(const cow_List<cow_String>& args, uti_Redirection& r) {
-    spawnSource(cow_String(Child().c_str()), utl_FilePath(), args, r, uti_Environment());
-  }
-};
-struct Sink : uti_SpawnSink {
-  void Start(const cow_List<cow_String>& args, uti_Redirection& r) {
-    spawnSink(cow_String(Child().c_str()), utl_FilePath(), args, r, uti_Environment());
-  }
-};
-struct SourceWithSink : uti_SpawnSourceWithSink {
-  void Start(const cow_List<cow_String>& args, uti_Redirection& r) {
-    spawnSourceWithSink(cow_String(Child().c_str()), utl_FilePath(), args, r, uti_Environment());
-  }
-};
-struct SinkWithSource : uti_SpawnSinkWithSource {
-  void Start(const cow_List<cow_String>& args, uti_Redirection& r) {
-    spawnSinkWithSource(cow_String(Child().c_str()), utl_FilePath(), args, r, uti_Environment());
+    spawnSource(C(Child()), utl_FilePath(), args, r, uti_Environment());
   }
 };
 
-// Every spawn test leaves no child, no zombie and no armed fault behind.
 class SpawnTest : public ::testing::Test {
  protected:
   void TearDown() override {
     plt_FaultDisarm();
     plt_ProcessForcePolling(false);
-    ReapAll();
+    for (int pid : Children()) kill(pid, SIGKILL);
+    for (int pid : Children()) waitpid(pid, nullptr, 0);
+    EXPECT_EQ(plt_ProcessReapOrphans(), 0);
     EXPECT_TRUE(Children().empty());
   }
   std::string File(const std::string& name) const { return m_Dir.File(name); }

@@ -1,18 +1,10 @@
-// The child the spawn tests start. It reports what it was given and then
-// does what its "@" words ask, in order:
-//   @report=PATH  write argv, the working directory, the environment, the
-//                 open descriptors (and what they point to), the process and
-//                 session ids to PATH
-//   @out=TEXT     write TEXT and a newline to standard output
-//   @err=TEXT     the same to standard error
-//   @cat          copy standard input to standard output until end of input
+// The child the spawn tests start. Its "@" words run in order:
+//   @report=PATH  write argv, cwd, environment, open descriptors (with what
+//                 they point to), pid and session id to PATH
+//   @out=TEXT / @err=TEXT   a line on standard output / error
+//   @cat          copy standard input to standard output
 //   @count        read standard input to its end, then print "read N"
-//   @lines=N      print N lines "line 0" ... "line N-1"
-//   @pidfile=PATH write the process id to PATH
-//   @sleep=MS     sleep MS milliseconds
-//   @signal=N     raise signal N
-//   @exit=N       exit with N
-// Any other word is only reported. The exit code is 0 unless @exit says.
+//   @pidfile=PATH @sleep=MS @signal=N @exit=N
 #include <dirent.h>
 #include <signal.h>
 #include <stdio.h>
@@ -21,89 +13,64 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <string>
-
 extern char** environ;
 
-namespace {
-
-bool Starts(const char* s, const char* prefix, const char** rest) {
-  size_t n = strlen(prefix);
-  if (strncmp(s, prefix, n) != 0) return false;
-  *rest = s + n;
-  return true;
-}
-
-void Report(const char* path, int argc, char** argv) {
+static void Report(const char* path, int argc, char** argv) {
   FILE* f = fopen(path, "w");
   if (!f) exit(90);
-  fprintf(f, "argc=%d\n", argc);
   for (int i = 0; i < argc; ++i) fprintf(f, "argv=%s\n", argv[i]);
   char cwd[4096];
   fprintf(f, "cwd=%s\n", getcwd(cwd, sizeof cwd) ? cwd : "?");
   for (char** e = environ; *e; ++e) fprintf(f, "env=%s\n", *e);
   DIR* d = opendir("/proc/self/fd");
-  if (d) {
-    int own = dirfd(d);
-    while (struct dirent* de = readdir(d)) {
-      if (de->d_name[0] == '.') continue;
-      int fd = atoi(de->d_name);
-      if (fd == own || fd == fileno(f)) continue;
-      char link[64], target[4096];
-      snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
-      ssize_t n = readlink(link, target, sizeof target - 1);
-      target[n > 0 ? n : 0] = 0;
-      fprintf(f, "fd=%d %s\n", fd, target);
-    }
-    closedir(d);
+  while (struct dirent* de = d ? readdir(d) : nullptr) {
+    int fd = atoi(de->d_name);
+    if (de->d_name[0] == '.' || fd == dirfd(d) || fd == fileno(f)) continue;
+    char link[64], target[4096] = "";
+    snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+    ssize_t n = readlink(link, target, sizeof target - 1);
+    target[n > 0 ? n : 0] = 0;
+    fprintf(f, "fd=%d %s\n", fd, target);
   }
+  if (d) closedir(d);
   fprintf(f, "pid=%d\nsid=%d\n", (int)getpid(), (int)getsid(0));
   fclose(f);
 }
 
-}  // namespace
-
 int main(int argc, char** argv) {
+  char buf[4096];
   for (int i = 1; i < argc; ++i) {
-    const char* v;
     const char* a = argv[i];
-    if (Starts(a, "@report=", &v)) {
+    const char* v = strchr(a, '=') ? strchr(a, '=') + 1 : "";
+    if (!strncmp(a, "@report=", 8)) {
       Report(v, argc, argv);
-    } else if (Starts(a, "@out=", &v)) {
-      printf("%s\n", v);
-      fflush(stdout);
-    } else if (Starts(a, "@err=", &v)) {
-      fprintf(stderr, "%s\n", v);
-      fflush(stderr);
-    } else if (strcmp(a, "@cat") == 0) {
-      char buf[4096];
-      size_t n;
-      while ((n = fread(buf, 1, sizeof buf, stdin)) > 0) fwrite(buf, 1, n, stdout);
-      fflush(stdout);
-    } else if (strcmp(a, "@count") == 0) {
-      char buf[4096];
+    } else if (!strncmp(a, "@out=", 5) || !strncmp(a, "@err=", 5)) {
+      FILE* f = a[1] == 'o' ? stdout : stderr;
+      fprintf(f, "%s\n", v);
+      fflush(f);
+    } else if (!strcmp(a, "@cat") || !strcmp(a, "@count")) {
       size_t n, total = 0;
-      while ((n = fread(buf, 1, sizeof buf, stdin)) > 0) total += n;
-      printf("read %zu\n", total);
+      while ((n = fread(buf, 1, sizeof buf, stdin)) > 0) {
+        total += n;
+        if (a[1] == 'c' && a[2] == 'a') fwrite(buf, 1, n, stdout);
+      }
+      if (a[2] == 'o') printf("read %zu\n", total);
       fflush(stdout);
-    } else if (Starts(a, "@lines=", &v)) {
-      for (int k = 0, n = atoi(v); k < n; ++k) printf("line %d\n", k);
-      fflush(stdout);
-    } else if (Starts(a, "@pidfile=", &v)) {
-      std::string tmp = std::string(v) + ".part";
-      FILE* f = fopen(tmp.c_str(), "w");
+    } else if (!strncmp(a, "@pidfile=", 9)) {
+      snprintf(buf, sizeof buf, "%s.part", v);
+      FILE* f = fopen(buf, "w");
       if (!f) return 91;
       fprintf(f, "%d\n", (int)getpid());
       fclose(f);
-      rename(tmp.c_str(), v);  // readers see the whole id or nothing
-    } else if (Starts(a, "@sleep=", &v)) {
+      rename(buf, v);  // readers see the whole id or nothing
+    } else if (!strncmp(a, "@sleep=", 7)) {
       long ms = atol(v);
       struct timespec ts = {ms / 1000, (ms % 1000) * 1000000L};
       while (nanosleep(&ts, &ts) < 0) {
       }
-    } else if (Starts(a, "@signal=", &v)) {
+    } else if (!strncmp(a, "@signal=", 8)) {
       raise(atoi(v));
-    } else if (Starts(a, "@exit=", &v)) {
+    } else if (!strncmp(a, "@exit=", 6)) {
       return atoi(v);
     }
   }
