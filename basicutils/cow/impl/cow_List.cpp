@@ -136,8 +136,13 @@ void cow_ListBase::UnshareSlots() {
     mem_Free(array);
     throw;
   }
-  for (int k = 0; k < m_SlotCapacity; ++k) {
-    array[k] = m_Slots[k];
+  int n = m_SlotCapacity;
+  if (n > 0) std::memcpy(array, m_Slots, static_cast<std::size_t>(n) * sizeof(cow_ListBlockBase*));
+  // Every block header is touched once; fetching a few ahead overlaps the
+  // cache misses of a large list.
+  constexpr int kAhead = 8;
+  for (int k = 0; k < n; ++k) {
+    if (k + kAhead < n) __builtin_prefetch(array[k + kAhead], 1);
     if (array[k]) ++array[k]->m_UseCount;
   }
   --*m_Counter;  // shared, so it stays above 0
@@ -193,7 +198,9 @@ std::int64_t cow_ListBase::SlotsFor(int n) const noexcept {
 }
 
 void cow_ListBase::ReleaseSlots(int from, int to, cow_ListReleaseFn release) noexcept {
+  constexpr int kAhead = 8;  // as in UnshareSlots
   for (int k = from; k < to; ++k) {
+    if (k + kAhead < to) __builtin_prefetch(m_Slots[k + kAhead], 1);
     if (m_Slots[k]) {
       release(m_Slots[k]);
       m_Slots[k] = nullptr;
