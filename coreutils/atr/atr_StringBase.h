@@ -18,6 +18,31 @@
 
 #include "VNKUTI_CoreExport.h"
 
+namespace atr_internal {
+// Copies count (1 to 16) bytes with memmove's overlap rule: every byte is
+// read before any is written. Short appends are the common case.
+inline void MoveShort(char* to, const char* from, int count) {
+  if (count >= 8) {
+    std::uint64_t a, b;
+    __builtin_memcpy(&a, from, 8);
+    __builtin_memcpy(&b, from + count - 8, 8);
+    __builtin_memcpy(to, &a, 8);
+    __builtin_memcpy(to + count - 8, &b, 8);
+  } else if (count >= 4) {
+    std::uint32_t a, b;
+    __builtin_memcpy(&a, from, 4);
+    __builtin_memcpy(&b, from + count - 4, 4);
+    __builtin_memcpy(to, &a, 4);
+    __builtin_memcpy(to + count - 4, &b, 4);
+  } else {
+    char a = from[0], b = from[count >> 1], c = from[count - 1];
+    to[0] = a;
+    to[count >> 1] = b;
+    to[count - 1] = c;
+  }
+}
+}  // namespace atr_internal
+
 // The counted record. Characters of an owned string follow it in the same
 // allocation; an adopted or borrowed buffer lies elsewhere.
 struct atr_StringRep {
@@ -83,7 +108,24 @@ class VNKUTI_CORE_API atr_StringBase {
 
   // ----- mutators (each unshares first) ---------------------------------
   char& operator[](int i);  // unshares: the reference is this string's own
-  atr_StringBase& append(const char* s, int length = -1, int from = 0, int count = 0x7FFFFFFF);
+  atr_StringBase& append(const char* s, int length = -1, int from = 0, int count = 0x7FFFFFFF) {
+    // Inline fast path: a whole piece of known length that fits the
+    // exclusive buffer. memmove, because s may lie inside this text.
+    atr_StringRep* rep = m_Rep;
+    if (length > 0 && from == 0 && count >= length && rep != nullptr && rep->m_Count == 1 &&
+        rep->m_Kind == atr_StringRep::Inline && length <= rep->m_Capacity - rep->m_Length) {
+      int n = rep->m_Length;
+      if (length <= 16)
+        atr_internal::MoveShort(m_Chars + n, s, length);
+      else
+        __builtin_memmove(m_Chars + n, s, static_cast<unsigned>(length));
+      n += length;
+      rep->m_Length = n;
+      m_Chars[n] = 0;
+      return *this;
+    }
+    return AppendGeneral(s, length, from, count);
+  }
   atr_StringBase& append(const atr_StringBase& s) { return append(s.m_Chars, s.Length()); }
   atr_StringBase& append(char c);
   atr_StringBase& operator+=(const atr_StringBase& s) { return append(s); }
@@ -115,6 +157,7 @@ class VNKUTI_CORE_API atr_StringBase {
       m_Chars = const_cast<char*>(s_Empty);
     }
   }
+  atr_StringBase& AppendGeneral(const char* s, int length, int from, int count);
   // Makes the text exclusive, inline and able to hold capacity bytes.
   void MakeWritable(int capacity);
 

@@ -291,79 +291,38 @@ bool& atr_getNaturalOrder() { return g_NaturalOrder; }
 
 // ----- editing ----------------------------------------------------------
 
-namespace {
 
-// Copies count <= 16 bytes with memmove's overlap rule: every byte is read
-// before any is written. Short appends are the common case.
-inline void MoveShort(char* to, const char* from, int count) {
-  if (count >= 8) {
-    std::uint64_t a, b;
-    std::memcpy(&a, from, 8);
-    std::memcpy(&b, from + count - 8, 8);
-    std::memcpy(to, &a, 8);
-    std::memcpy(to + count - 8, &b, 8);
-  } else if (count >= 4) {
-    std::uint32_t a, b;
-    std::memcpy(&a, from, 4);
-    std::memcpy(&b, from + count - 4, 4);
-    std::memcpy(to, &a, 4);
-    std::memcpy(to + count - 4, &b, 4);
+atr_StringBase& atr_StringBase::AppendGeneral(const char* s, int length, int from, int count) {
+  int k = ClampLength(s, length);
+  if (from < 0) from = 0;
+  if (from > k) from = k;
+  if (count > k - from) count = k - from;
+  if (count <= 0) return *this;
+  const char* src = s + from;
+  int n = Length();
+  if (m_Rep && m_Rep->m_Count == 1 && m_Rep->m_Kind == atr_StringRep::Inline && n + count <= m_Rep->m_Capacity) {
+    std::memmove(m_Chars + n, src, count);  // src may lie inside this text
   } else {
-    char a = from[0], b = from[count >> 1], c = from[count - 1];
-    to[0] = a;
-    to[count >> 1] = b;
-    to[count - 1] = c;
-  }
-}
-
-}  // namespace
-
-atr_StringBase& atr_StringBase::append(const char* s, int length, int from, int count) {
-  // Fast path: a whole piece of known length that fits the exclusive buffer.
-  atr_StringRep* rep = m_Rep;
-  if (s != nullptr && length > 0 && length <= 16 && from == 0 && count >= length && rep != nullptr &&
-      rep->m_Count == 1 && rep->m_Kind == atr_StringRep::Inline && length <= rep->m_Capacity - rep->m_Length) {
-    int n = rep->m_Length;
-    MoveShort(m_Chars + n, s, length);  // s may lie inside this text
-    n += length;
-    rep->m_Length = n;
-    m_Chars[n] = 0;
-    return *this;
-  }
-  // Everything else, out of line so the fast path stays a leaf.
-  auto general = [this](const char* s, int length, int from, int count) __attribute__((noinline)) -> atr_StringBase& {
-    int k = ClampLength(s, length);
-    if (from < 0) from = 0;
-    if (from > k) from = k;
-    if (count > k - from) count = k - from;
-    if (count <= 0) return *this;
-    const char* src = s + from;
-    int n = Length();
-    if (m_Rep && m_Rep->m_Count == 1 && m_Rep->m_Kind == atr_StringRep::Inline && n + count <= m_Rep->m_Capacity) {
-      std::memmove(m_Chars + n, src, count);  // src may lie inside this text
+    // Asking for twice the length keeps a run of short appends to a few
+    // reallocations.
+    int want = n + count;
+    if (n > count && n <= kMaxLength / 2) want = 2 * n;
+    auto at = reinterpret_cast<std::uintptr_t>(src);
+    auto begin = reinterpret_cast<std::uintptr_t>(m_Chars);
+    if (m_Rep && at >= begin && at <= begin + static_cast<std::uintptr_t>(n)) {
+      // src lies inside the text being reallocated: keep the old record alive.
+      atr_StringBase keep(*this);
+      MakeWritable(want);
+      std::memcpy(m_Chars + n, src, count);
     } else {
-      // Asking for twice the length keeps a run of short appends to a few
-      // reallocations.
-      int want = n + count;
-      if (n > count && n <= kMaxLength / 2) want = 2 * n;
-      auto at = reinterpret_cast<std::uintptr_t>(src);
-      auto begin = reinterpret_cast<std::uintptr_t>(m_Chars);
-      if (m_Rep && at >= begin && at <= begin + static_cast<std::uintptr_t>(n)) {
-        // src lies inside the text being reallocated: keep the old record alive.
-        atr_StringBase keep(*this);
-        MakeWritable(want);
-        std::memcpy(m_Chars + n, src, count);
-      } else {
-        MakeWritable(want);
-        std::memcpy(m_Chars + n, src, count);
-      }
+      MakeWritable(want);
+      std::memcpy(m_Chars + n, src, count);
     }
-    n += count;
-    m_Rep->m_Length = n;
-    m_Chars[n] = 0;
-    return *this;
-  };
-  return general(s, length, from, count);
+  }
+  n += count;
+  m_Rep->m_Length = n;
+  m_Chars[n] = 0;
+  return *this;
 }
 
 atr_StringBase& atr_StringBase::append(char c) { return append(&c, 1); }
