@@ -27,6 +27,9 @@
 //   element. i == Size() is allowed (the slot an Append fills).
 // - a block that must come from the store of an array without agent:
 //   "In cls_ArrayPrim::GetBuffer() Missing agent."; the block starts empty.
+// - a block that cannot be loaded by Get or ConstGet (no memory, a failing
+//   store): the exception's report, then the access answers a scratch
+//   element (Get and ConstGet throw nothing).
 // - AppendBlock without agent: "cls_ArrayPrim::AppendBlock: Collection must
 //   be associated with a database for this method."; nothing is appended.
 // - DBWrite of an array with elements into a store list that already holds
@@ -72,6 +75,18 @@ class cls_ReadVisitor;
 class cls_ClassRegistrar;
 
 // ================================================================== blocks
+
+// The slow path of an element access (a block switch) is cold. On x86-64
+// Unix it also follows the Microsoft calling convention, under which the
+// callee keeps xmm6 to xmm15: a caller's loop can then hold its floating
+// point values in registers across the rare call instead of in memory.
+#if defined(__GNUC__) && defined(__x86_64__) && !defined(_WIN32)
+#define CLS_ARRAY_PRIM_COLD __attribute__((cold, noinline, ms_abi))
+#elif defined(__GNUC__)
+#define CLS_ARRAY_PRIM_COLD __attribute__((cold, noinline))
+#else
+#define CLS_ARRAY_PRIM_COLD
+#endif
 
 constexpr int cls_ArrayPrimBlockSize = 2048;
 constexpr int cls_ArrayPrimBlockMask = cls_ArrayPrimBlockSize - 1;
@@ -187,20 +202,29 @@ class cls_ArrayPrimBlocks {
 
   // ----- element access -------------------------------------------------
   int Size() const noexcept { return m_Size; }
+  // The cached block serves i when start <= i <= min(start + 2047, Size()):
+  // one subtraction and one unsigned compare. Get is served from it only
+  // once the block is dirty (m_WriteSpan); the first Get after the block
+  // was loaded or written back marks it on the slow path, so that the
+  // loop of accesses stores nothing but what its caller stores.
   T& Get(int i) {
-    if (Cached(i)) {
-      m_Cache->m_Dirty = 1;
-      return m_Cache->m_Elements[i & cls_ArrayPrimBlockMask];
+    const unsigned k = static_cast<unsigned>(i) - static_cast<unsigned>(m_CacheStart);
+    if (k < m_WriteSpan) [[likely]] {
+      return m_CacheData[k];
     }
     return GetSlow(i);
   }
   const T& ConstGet(int i) {
-    if (Cached(i)) return m_Cache->m_Elements[i & cls_ArrayPrimBlockMask];
+    const unsigned k = static_cast<unsigned>(i) - static_cast<unsigned>(m_CacheStart);
+    if (k < m_CacheSpan) [[likely]] {
+      return m_CacheData[k];
+    }
     return ConstGetSlow(i);
   }
   void Append(const T& x) {
     Get(m_Size) = x;  // i == Size() is always served
     ++m_Size;
+    if (m_Cache != nullptr) SetSpan();
   }
   void AppendBlock(const T* p, int n);
   // The block holding index i (0 <= i <= Size()), loaded and made the one
@@ -230,15 +254,20 @@ class cls_ArrayPrimBlocks {
   long long BlockWriteBacks() const noexcept { return m_WriteBacks; }
 
  private:
-  static constexpr int kNoBlock = static_cast<int>(0x80000000u);  // no cached block
-
-  // The cached block serves i when i lies in it and 0 <= i <= Size().
-  bool Cached(int i) const noexcept {
-    return (static_cast<unsigned>(i ^ m_CacheStart) < static_cast<unsigned>(cls_ArrayPrimBlockSize)) &
-           (static_cast<unsigned>(i) <= static_cast<unsigned>(m_Size));
+  void SetSpan() noexcept {
+    const int span = m_Size + 1 - m_CacheStart;
+    m_CacheSpan = static_cast<unsigned>(span < cls_ArrayPrimBlockSize ? span : cls_ArrayPrimBlockSize);
+    m_WriteSpan = m_Cache->m_Dirty ? m_CacheSpan : 0;
   }
-  T& GetSlow(int i);
-  const T& ConstGetSlow(int i);
+  // Out of the way of the loops that call Get: a block switch once in 2048
+  // accesses must not make them keep their values in memory, so these are
+  // cold and throw nothing (a call that may throw ties a caller's floating
+  // point values to memory or general registers). A block that cannot be
+  // loaded is reported like an index out of range.
+  CLS_ARRAY_PRIM_COLD T& GetSlow(int i) noexcept;
+  CLS_ARRAY_PRIM_COLD const T& ConstGetSlow(int i) noexcept;
+  // The block for i, or null after reporting why it could not be had.
+  Buffer* GetBufferReported(int i) noexcept;
   // A block whose first n elements the caller fills; the rest are T().
   Buffer NewBlock(int filled);
   int BlockLength(int start) const {
@@ -248,8 +277,10 @@ class cls_ArrayPrimBlocks {
   void WriteBack(int start, const Buffer& b);
   void Forget(int start);
   void ForgetCache() noexcept {
-    m_CacheStart = kNoBlock;
+    m_CacheSpan = 0;
+    m_WriteSpan = 0;
     m_Cache = nullptr;
+    m_CacheData = nullptr;
   }
   // Hands every element to target, block by block; residency unchanged.
   void StreamTo(cls_AgentListPrim<T>& target);
@@ -257,7 +288,10 @@ class cls_ArrayPrimBlocks {
   cow_CountedHld<Trie> m_Index;
   cls_AgentListPrim<T>* m_Agent;
   int m_Size;
-  int m_CacheStart = kNoBlock;
+  int m_CacheStart = 0;       // first index of the cached block
+  unsigned m_CacheSpan = 0;   // indexes it serves from there; 0: none cached
+  unsigned m_WriteSpan = 0;   // m_CacheSpan once the block is dirty, else 0
+  T* m_CacheData = nullptr;   // its elements
   Impl* m_Cache = nullptr;
   Buffer m_Spare;  // a dropped block kept for the next load
   long long m_Loads = 0;

@@ -12,6 +12,7 @@
 #include "cls/cls_ClassRegistrar.h"
 #include "cls/cls_MemoryStore.h"
 #include "cls/cls_Visitor.h"
+#include "nex/nex_Exception.h"
 
 namespace {
 
@@ -19,6 +20,7 @@ namespace {
 struct FakeList {
   std::vector<float> m_Data;
   int m_Reads = 0, m_Writes = 0;
+  bool m_Fail = false;  // reads raise, as a store that went away would
 };
 
 class FakeAgent final : public cls_AgentListPrim<float> {
@@ -27,6 +29,7 @@ class FakeAgent final : public cls_AgentListPrim<float> {
   cls_CollectionType ElementKind() const override { return cls_CollectionType(53); }
   int StoredCount() const override { return static_cast<int>(m_L.m_Data.size()); }
   void ReadBlock(int start, int n, float* out) override {
+    if (m_L.m_Fail) nex_TextException("store gone").Throw("cls_array/test", 1);
     ++m_L.m_Reads;
     for (int i = 0; i < n; ++i) out[i] = start + i < StoredCount() ? m_L.m_Data[start + i] : 0.0f;
   }
@@ -219,14 +222,37 @@ TEST(ArrayPrimMessages, IndexConflictWhenTheStoreHoldsElements) {
   EXPECT_EQ(list.m_Data[2999], Value(2999));
   EXPECT_EQ(list.m_Data[3000], -1.0f);
 
-  // An empty array takes the stored count instead, silently.
+  // An empty array takes the stored count instead, silently; the slot it
+  // opened before does not hide the stored element.
   cls_ArrayPrim<float> b;
+  b.Get(0) = 9.0f;
   vnktest::CaptureCerr cap;
   cls_WriteVisitor v(new FakeMemento(list));
   b.DBWrite(v);
   EXPECT_EQ(cap.Text(), "");
   EXPECT_EQ(b.Size(), 5000);
+  EXPECT_EQ(b.ConstGet(0), Value(0));
   EXPECT_EQ(b.ConstGet(4000), -1.0f);
+}
+
+TEST(ArrayPrimMessages, ABlockThatCannotBeLoadedIsReportedNotThrown) {
+  FakeList list;
+  list.m_Data.assign(5000, 2.0f);
+  cls_ArrayPrim<float> a;
+  {
+    cls_WriteVisitor v(new FakeMemento(list));
+    a.DBWrite(v);
+  }
+  EXPECT_EQ(a.ConstGet(4999), 2.0f);
+  list.m_Fail = true;
+  vnktest::CaptureCerr cap;
+  float x = 1.0f;
+  EXPECT_NO_THROW(x = a.Get(10));
+  EXPECT_EQ(x, 0.0f);
+  EXPECT_EQ(cap.Text(), "store gone\n");
+  list.m_Fail = false;
+  list.m_Data[10] = 3.0f;
+  EXPECT_EQ(a.ConstGet(10), 3.0f);  // loaded now, not left half made
 }
 
 TEST(ArrayPrimStore, CopiesRewritesAndDetach) {

@@ -4,6 +4,7 @@
 #include "aio/aio_ostream.h"
 #include "atr/atr_Translate.h"
 #include "cls/cls_ArrayPrim.h"
+#include "nex/nex_Exception.h"
 
 // ================================================================== base
 
@@ -21,6 +22,25 @@ void cls_ArrayPrimBase::ReportConflict(const char* text, int first, int last) {
   atr_SubstituteFormat(t, 2, last);
   aio_cerr() << t.Result();
 }
+
+namespace {
+
+// A message from a path that must not throw: a failure to write it is
+// dropped.
+void ReportFailure(const char* text) noexcept {
+  try {
+    cls_ArrayPrimBase::Report(text);
+  } catch (...) {
+  }
+}
+void ReportFailure(const atr_String& text) noexcept {
+  try {
+    aio_cerr() << text << "\n";
+  } catch (...) {
+  }
+}
+
+}  // namespace
 
 // ============================================================ block sets
 
@@ -91,6 +111,7 @@ void cls_ArrayPrimBlocks<T>::WriteBack(int start, const Buffer& b) {
     ++m_WriteBacks;
   }
   b.ClearDirty();
+  if (b.GetImpl() == m_Cache) m_WriteSpan = 0;  // the next Get marks it again
 }
 
 template <class T>
@@ -141,35 +162,50 @@ typename cls_ArrayPrimBlocks<T>::Buffer* cls_ArrayPrimBlocks<T>::GetBuffer(int i
       if (m_Agent == nullptr) cls_ArrayPrimBase::Report(m_Texts->m_MissingAgent);
       const int n = m_Agent ? BlockLength(start) : 0;
       Buffer b = NewBlock(n);
-      found = &trie.Insert(start, b);
       if (m_Agent != nullptr) {
-        m_Agent->ReadBlock(start, n, found->Data());
+        m_Agent->ReadBlock(start, n, b.Data());  // a failing store leaves the index as it was
         ++m_Loads;
       }
+      found = &trie.Insert(start, b);
     }
   }
   m_CacheStart = start;
   m_Cache = found->GetImpl();
+  m_CacheData = m_Cache->m_Elements;
+  SetSpan();
   return const_cast<Buffer*>(found);
 }
 
 template <class T>
-T& cls_ArrayPrimBlocks<T>::GetSlow(int i) {
-  Buffer* b = GetBuffer(i);
+typename cls_ArrayPrimBlocks<T>::Buffer* cls_ArrayPrimBlocks<T>::GetBufferReported(int i) noexcept {
+  try {
+    return GetBuffer(i);
+  } catch (const nex_Exception& e) {
+    ReportFailure(e.UserReport());
+  } catch (...) {
+    ReportFailure(atr_String("In cls_ArrayPrim::GetBuffer() The block could not be loaded."));
+  }
+  return nullptr;
+}
+
+template <class T>
+T& cls_ArrayPrimBlocks<T>::GetSlow(int i) noexcept {
+  Buffer* b = GetBufferReported(i);
   if (b == nullptr) {
-    cls_ArrayPrimBase::Report(m_Texts->m_Get);
+    if (i < 0 || i > m_Size) ReportFailure(m_Texts->m_Get);
     m_Scratch = T();
     return m_Scratch;
   }
   b->MarkDirty();
+  if (b->GetImpl() == m_Cache) m_WriteSpan = m_CacheSpan;
   return b->Data()[i & cls_ArrayPrimBlockMask];
 }
 
 template <class T>
-const T& cls_ArrayPrimBlocks<T>::ConstGetSlow(int i) {
-  Buffer* b = GetBuffer(i);
+const T& cls_ArrayPrimBlocks<T>::ConstGetSlow(int i) noexcept {
+  Buffer* b = GetBufferReported(i);
   if (b == nullptr) {
-    cls_ArrayPrimBase::Report(m_Texts->m_ConstGet);
+    if (i < 0 || i > m_Size) ReportFailure(m_Texts->m_ConstGet);
     m_Scratch = T();
     return m_Scratch;
   }
@@ -203,6 +239,7 @@ void cls_ArrayPrimBlocks<T>::Detach() {
   for (int start = 0; start < m_Size; start += cls_ArrayPrimBlockSize) {
     if (const Buffer* b = trie.ConstGetPtr(start)) {
       b->MarkDirty();
+      if (b->GetImpl() == m_Cache) m_WriteSpan = m_CacheSpan;
       continue;
     }
     const int n = BlockLength(start);
@@ -275,6 +312,10 @@ void cls_ArrayPrimBlocks<T>::WriteTo(cls_AgentListPrim<T>* agent) {
     WriteBackExcept(m_Size & ~cls_ArrayPrimBlockMask);
     Flush();
   } else {
+    // A block opened at index 0 of the empty array holds nothing; the
+    // stored elements come in through the agent.
+    ForgetCache();
+    m_Index.GetPtr()->Clear();
     m_Size = stored > 0 ? stored : 0;
   }
 }
