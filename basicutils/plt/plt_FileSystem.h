@@ -39,6 +39,14 @@ enum plt_PathAccessTest : int {
 };
 VNKUTI_BASIC_API bool plt_PathAccess(const char* path, int tests);
 
+// ------------------------------------------------------------ directories
+// Calls each(name, context) for every entry of the directory dir except "."
+// and "..", in the system's order. false when the directory cannot be read
+// (nothing is reported then); an entry that vanishes meanwhile may or may
+// not be reported. Runs through the fault hook's plt_FaultStat kind.
+typedef void (*plt_DirectoryVisitor)(const char* name, void* context);
+VNKUTI_BASIC_API bool plt_DirectoryList(const char* dir, plt_DirectoryVisitor each, void* context);
+
 // ------------------------------------------------------------- free space
 struct plt_DiskSpace {
   std::uint64_t availableBytes;  // free to this (unprivileged) process

@@ -23,6 +23,10 @@
 // Threads: no locks; one object per thread. Between processes, writers
 // exclude each other through the lock file; a reader may see a file that a
 // writer is rewriting.
+//
+// After a crash: a save that ended in its last copy leaves a data file
+// whose sections do not check and a staging file that holds the whole new
+// image; CheckImage tells the two apart and Recover puts the image back.
 #pragma once
 
 #include <cstdint>
@@ -75,8 +79,72 @@ class VNKUTI_BASIC_API utl_MultisectionFile : public mem_AllocationOperators {
   // Writes every section to the file (see the header comment).
   void saveChanges();
 
+  // ----- the directory, in file order: i from 0 to SectionCount() - 1 ----
   int SectionCount() const { return m_Sections.Count(); }
   const cow_String& SectionName(int i) const { return m_Sections.ConstGet(i).m_Name; }
+  // The length and CRC the next save writes: those of a pending value when
+  // one is set, else those the directory states.
+  int SectionLength(int i) const;
+  std::uint32_t SectionChecksum(int i) const;
+  // Whether section i's bytes match its CRC, without raising for a mismatch:
+  // a pending value always does; a stored one is read in pieces (no buffer of
+  // its size) and fails when the file cuts it short or the directory places
+  // it outside the file. The file's read errors still raise.
+  bool IsSectionIntact(int i);
+
+  // ----- whole sections without a caller's buffer ----------------------
+  // The section's bytes as a string (zero bytes included), checked as
+  // getSectionData checks them. A stored length that the file cannot hold
+  // raises "Data corrupted in section" before any memory is taken. The name
+  // must be present (hasSection).
+  cow_String SectionData(const cow_String& name);
+  // Writes the section's bytes to out at its position, in pieces, with the
+  // CRC checked over them; a mismatch raises "Data corrupted in section"
+  // after the pieces are written, so out must be one the caller can discard
+  // (utl_FileReplace). The name must be present.
+  void CopySectionTo(const cow_String& name, utl_File& out);
+  // As setSectionData, but keeps data itself instead of a copy: data comes
+  // from mem_Malloc (at least one byte) and belongs to this object from the
+  // call on, also when the call raises.
+  void AdoptSectionData(const cow_String& name, char* data, int length);
+  // Drops the first section of that name, with any pending value, from the
+  // directory; the next saveChanges writes the file without it (the other
+  // sections keep their order). false when there is none.
+  bool RemoveSection(const cow_String& name);
+
+  // ----- checks and recovery, on paths ----------------------------------
+  // What a file holds, found without raising (and without the lock).
+  struct VNKUTI_BASIC_API ImageCheck {
+    bool m_Exists = false;    // something is there
+    bool m_Readable = false;  // magic, version and directory read
+    cow_String m_Problem;     // why not: the error's text
+    int m_SectionCount = 0;
+    cow_List<cow_String> m_Damaged;  // sections that fail their CRC, in order
+    long long m_ImageSize = 0;       // what header, directory and data add up to
+    long long m_FileSize = 0;
+    // Every section checks: what readers need.
+    bool Intact() const { return m_Readable && m_Damaged.Count() == 0; }
+    // Intact, and nothing follows the image: what a finished staging file is.
+    bool Complete() const { return Intact() && m_FileSize == m_ImageSize; }
+  };
+  static ImageCheck CheckImage(const cow_String& path);
+  // The staging files that saves of path left behind (path + "." + digits +
+  // ".tmp"), as paths, sorted by name.
+  static cow_List<cow_String> StagingFiles(const cow_String& path);
+  // Puts the file back in order after a crash during a save, appending one
+  // line per finding and action to report:
+  // - with the lock taken (removeStaleLock first deletes a lock file that
+  //   cannot be taken, for when its writer is known to be gone);
+  // - a data file whose sections all check is kept, and staging files are
+  //   deleted (their save never reached it, or reached it whole);
+  // - otherwise the newest staging file that holds a complete image is
+  //   copied over the data file (flushed and checked again) and every
+  //   staging file is deleted.
+  // Raises "Cannot create the lock file." when something must change and the
+  // lock is taken by another; nex_TextException "\"<path>\": Damaged, and no
+  // staging file holds a complete image" when nothing can be restored; the
+  // file operations' own exceptions (a missing file with no staging file).
+  static void Recover(const cow_String& path, bool removeStaleLock, cow_List<cow_String>& report);
 
   // ----- test hook ------------------------------------------------------
   // Makes the next saves stop just before step `step` (1 to 8) of saveChanges:
@@ -99,6 +167,8 @@ class VNKUTI_BASIC_API utl_MultisectionFile : public mem_AllocationOperators {
 
   void LoadDirectory();
   int Find(const cow_String& name) const;  // -1 when absent
+  // A stored section the file can hold where the directory places it.
+  bool StoredInFile(int i) const;
   [[noreturn]] void Fail(const char* message, const cow_String* argument = nullptr) const;
 
   utl_File m_File;

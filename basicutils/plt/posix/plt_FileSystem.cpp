@@ -3,9 +3,11 @@
 // passes through the fault hook after it has run for real.
 #include "plt/plt_FileSystem.h"
 
+#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -83,6 +85,24 @@ bool plt_PathAccess(const char* path, int tests) {
   if (tests & plt_PathWritable) mode |= W_OK;
   if (tests & plt_PathExecutable) mode |= X_OK;
   return SysAccess(path, mode) == 0;
+}
+
+// ============================================================= directories
+
+bool plt_DirectoryList(const char* dir, plt_DirectoryVisitor each, void* context) {
+  DIR* d = ::opendir(dir);
+  if (int err = plt_FaultAfter(plt_FaultStat)) {
+    if (d != nullptr) ::closedir(d);
+    errno = err;
+    return false;
+  }
+  if (d == nullptr) return false;
+  while (struct dirent* e = ::readdir(d)) {
+    if (::strcmp(e->d_name, ".") == 0 || ::strcmp(e->d_name, "..") == 0) continue;
+    each(e->d_name, context);
+  }
+  ::closedir(d);
+  return true;
 }
 
 // ============================================================== free space

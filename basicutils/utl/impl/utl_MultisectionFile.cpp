@@ -8,7 +8,10 @@
 #include "nex/nex_Exception.h"
 #include "plt/plt_FaultInjection.h"
 #include "plt/plt_File.h"
+#include "plt/plt_FileSystem.h"
 #include "utl/utl_Crc32.h"
+#include "utl/utl_FilePath.h"
+#include "utl/utl_Stat.h"
 
 #define NEX_SOURCE "utl/impl/utl_MultisectionFile"
 
@@ -281,6 +284,9 @@ void utl_MultisectionFile::getSectionData(const cow_String& name, void* buf) {
     std::memcpy(buf, s.m_PendingData, static_cast<std::size_t>(s.m_PendingLength));
     return;
   }
+  // A damaged directory may place a section before the data start; a seek
+  // there would fail with a message that hides what is wrong.
+  if (s.m_StoredLength < 0 || s.m_Offset < 0) Fail("Data corrupted in section \"%s\"", &s.m_Name);
   m_File.Seek(s.m_Offset);
   char* out = static_cast<char*>(buf);
   long long want = s.m_StoredLength > 0 ? s.m_StoredLength : 0;
@@ -322,6 +328,112 @@ void utl_MultisectionFile::setSectionData(const cow_String& name, const void* da
   s.m_PendingData = copy;
   s.m_PendingLength = length;
   s.m_Checksum = crc;
+}
+
+// ============================================= directory and whole sections
+
+int utl_MultisectionFile::SectionLength(int i) const {
+  const Section& s = m_Sections.ConstGet(i);
+  return s.m_PendingData ? s.m_PendingLength : s.m_StoredLength;
+}
+
+std::uint32_t utl_MultisectionFile::SectionChecksum(int i) const { return m_Sections.ConstGet(i).m_Checksum; }
+
+bool utl_MultisectionFile::StoredInFile(int i) const {
+  const Section& s = m_Sections.ConstGet(i);
+  return s.m_StoredLength >= 0 && s.m_Offset >= 0 && s.m_Offset + s.m_StoredLength <= m_File.FileSize().Value();
+}
+
+bool utl_MultisectionFile::IsSectionIntact(int i) {
+  const Section& s = m_Sections.ConstGet(i);
+  if (s.m_PendingData) return true;
+  if (!StoredInFile(i)) return false;
+  Scratch buffer(s.m_StoredLength < kChunk ? static_cast<std::size_t>(s.m_StoredLength) : kChunk);
+  char* buf = reinterpret_cast<char*>(buffer.Data());
+  m_File.Seek(s.m_Offset);
+  long long left = s.m_StoredLength;
+  std::uint32_t crc = 0xFFFFFFFFu;
+  while (left > 0) {
+    int piece = left < kChunk ? static_cast<int>(left) : kChunk;
+    int got = m_File.Read(buf, piece);
+    if (got <= 0) return false;
+    crc = utl_crc32(buf, static_cast<std::size_t>(got), crc);
+    left -= got;
+  }
+  return crc == s.m_Checksum;
+}
+
+cow_String utl_MultisectionFile::SectionData(const cow_String& name) {
+  int i = Find(name);
+  const Section& s = m_Sections.ConstGet(i);
+  if (!s.m_PendingData && !StoredInFile(i)) Fail("Data corrupted in section \"%s\"", &s.m_Name);
+  int length = SectionLength(i);
+  char* buf = static_cast<char*>(mem_Malloc(static_cast<std::size_t>(length) + 1));
+  try {
+    getSectionData(name, buf);
+  } catch (...) {
+    mem_Free(buf);
+    throw;
+  }
+  return cow_String(buf, length, atr_StringBase::Adopt);
+}
+
+void utl_MultisectionFile::CopySectionTo(const cow_String& name, utl_File& out) {
+  int i = Find(name);
+  const Section& s = m_Sections.ConstGet(i);
+  if (s.m_PendingData) {
+    if (s.m_PendingLength > 0) out.Write(s.m_PendingData, s.m_PendingLength);
+    return;
+  }
+  if (!StoredInFile(i)) Fail("Data corrupted in section \"%s\"", &s.m_Name);
+  Scratch buffer(s.m_StoredLength < kChunk ? static_cast<std::size_t>(s.m_StoredLength) : kChunk);
+  char* buf = reinterpret_cast<char*>(buffer.Data());
+  m_File.Seek(s.m_Offset);
+  long long left = s.m_StoredLength;
+  std::uint32_t crc = 0xFFFFFFFFu;
+  while (left > 0) {
+    int piece = left < kChunk ? static_cast<int>(left) : kChunk;
+    int got = m_File.Read(buf, piece);
+    if (got <= 0) break;
+    crc = utl_crc32(buf, static_cast<std::size_t>(got), crc);
+    out.Write(buf, got);
+    left -= got;
+  }
+  if (left != 0 || crc != s.m_Checksum) Fail("Data corrupted in section \"%s\"", &s.m_Name);
+}
+
+void utl_MultisectionFile::AdoptSectionData(const cow_String& name, char* data, int length) {
+  if (length < 0) {
+    mem_Free(data);
+    NEX_ASSERT(length >= 0);
+  }
+  std::uint32_t crc = utl_crc32(data, static_cast<std::size_t>(length));
+  int i = Find(name);
+  if (i < 0) {
+    Section fresh;
+    fresh.m_Name = name;
+    try {
+      m_Sections.Append(fresh);
+    } catch (...) {
+      mem_Free(data);
+      throw;
+    }
+    i = m_Sections.Count() - 1;
+  }
+  Section& s = m_Sections.Get(i);
+  mem_Free(s.m_PendingData);
+  s.m_PendingData = data;
+  s.m_PendingLength = length;
+  s.m_Checksum = crc;
+}
+
+bool utl_MultisectionFile::RemoveSection(const cow_String& name) {
+  int i = Find(name);
+  if (i < 0) return false;
+  char* pending = m_Sections.ConstGet(i).m_PendingData;
+  m_Sections.RemoveIndex(i);
+  mem_Free(pending);
+  return true;
 }
 
 // =================================================================== save
