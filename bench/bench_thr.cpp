@@ -64,8 +64,10 @@ void CondVarOurs(benchmark::State& state) {
   bool quit = false;
   std::atomic<long long> wokeAt{0};
   std::atomic<int> acked{0};
+  std::atomic<bool> started{false};
   std::thread waiter([&] {
     cv.Lock();
+    started = true;
     int seen = 0;
     while (!quit) {
       cv.WaitForSignal(0);
@@ -77,6 +79,7 @@ void CondVarOurs(benchmark::State& state) {
     }
     cv.Unlock();
   });
+  while (!started) std::this_thread::yield();
   std::vector<double> samples;
   for (auto _ : state) {
     cv.Lock();
@@ -102,8 +105,10 @@ void CondVarPeer(benchmark::State& state) {
   bool quit = false;
   std::atomic<long long> wokeAt{0};
   std::atomic<int> acked{0};
+  std::atomic<bool> started{false};
   std::thread waiter([&] {
     std::unique_lock<std::mutex> lock(m);
+    started = true;
     int seen = 0;
     while (!quit) {
       cv.wait(lock);
@@ -114,6 +119,7 @@ void CondVarPeer(benchmark::State& state) {
       }
     }
   });
+  while (!started) std::this_thread::yield();
   std::vector<double> samples;
   for (auto _ : state) {
     int r;
@@ -273,10 +279,10 @@ void TasksPeer(benchmark::State& state) {
 
 }  // namespace
 
-BENCHMARK(MutexOurs)->Name("thr.MutexLockUnlock.ours");
-BENCHMARK(MutexPeer)->Name("thr.MutexLockUnlock.peer");
-BENCHMARK(CondVarOurs)->Name("thr.CondVarWake.ours")->UseManualTime()->Iterations(2000)->Repetitions(3);
-BENCHMARK(CondVarPeer)->Name("thr.CondVarWake.peer")->UseManualTime()->Iterations(2000)->Repetitions(3);
+BENCHMARK(MutexOurs)->Name("thr.MutexLockUnlock.ours")->Repetitions(5)->ReportAggregatesOnly(true);
+BENCHMARK(MutexPeer)->Name("thr.MutexLockUnlock.peer")->Repetitions(5)->ReportAggregatesOnly(true);
+BENCHMARK(CondVarOurs)->Name("thr.CondVarWake.ours")->UseManualTime()->Iterations(2000)->Repetitions(3)->ReportAggregatesOnly(true);
+BENCHMARK(CondVarPeer)->Name("thr.CondVarWake.peer")->UseManualTime()->Iterations(2000)->Repetitions(3)->ReportAggregatesOnly(true);
 BENCHMARK(LatencyOurs<3>)->Name("thr.RunTaskPolling.ours")->UseManualTime()->Iterations(300);
 BENCHMARK(LatencyPeer<3>)->Name("thr.RunTaskPolling.peer")->UseManualTime()->Iterations(300);
 BENCHMARK(LatencyOurs<1100>)->Name("thr.RunTaskAfterPolling.ours")->UseManualTime()->Iterations(4);

@@ -9,9 +9,10 @@
 // task the pool never served is deleted with the pool. Run must not throw:
 // an exception leaving it ends the process.
 //
-// A worker that runs out of work looks for a new task every 10 ms for its
-// first 100 idle turns (a turn ends early when a task arrives), then waits
-// on its slot's condition variable until a task or an exit request comes.
+// A worker that runs out of work spins briefly for the next task, then
+// looks for one every 10 ms for its first 100 idle turns (a turn ends early
+// when a task is handed over), then waits on its slot's condition variable
+// until a task or an exit request comes.
 //
 // The pool is the global singleton thr_GlobalSingleton<thr_ThreadPool>;
 // thr_finalize destroys it. The destructor asks every worker to exit and

@@ -68,6 +68,7 @@ struct Throwing {
 };
 
 TEST(ThrGlobalSingleton, FailedConstructionLeavesNoObjectAndNoLock) {
+  Throwing::s_Tries = 0;
   EXPECT_THROW(thr_GlobalSingleton<Throwing>::Instance(), int);
   EXPECT_EQ(thr_GlobalSingletonBase<Throwing>::Instance(), nullptr);
   // The creation mutex was released: a second try from another thread works.

@@ -1,6 +1,6 @@
 #include "thr/thr_Mutex.h"
 
-#include "plt/plt_Mutex.h"
+#include "plt/impl/plt_MutexFast.h"
 #include "thr/thr_GlobalLock.h"
 
 namespace {
@@ -14,18 +14,18 @@ thr_Mutex::thr_Mutex(unsigned int initial) : m_Locked(initial) { plt_MutexInit(S
 thr_Mutex::~thr_Mutex() { plt_MutexFini(Section(m_Section)); }
 
 void thr_Mutex::Lock() {
-  plt_MutexEnter(Section(m_Section));
+  plt_MutexEnterFast(Section(m_Section));
   m_Locked.store(1, std::memory_order_relaxed);
 }
 
 void thr_Mutex::Unlock() {
   m_Locked.store(0, std::memory_order_relaxed);
-  plt_MutexLeave(Section(m_Section));
+  plt_MutexLeaveFast(Section(m_Section));
 }
 
 int thr_Mutex::TryLock() {
   if (m_Locked.load(std::memory_order_relaxed) == 1) return 0;
-  if (!plt_MutexTryEnter(Section(m_Section))) return 0;
+  if (!plt_MutexTryEnterFast(Section(m_Section))) return 0;
   m_Locked.store(1, std::memory_order_relaxed);
   return 1;
 }

@@ -43,6 +43,7 @@ namespace {
 
 constexpr int kPollingTurns = 100;
 constexpr int kPollMs = 10;
+constexpr int kSpinTurns = 256;
 
 void ReleaseSlot(thr_PoolSlot* s) {
   if (s->m_Refs.fetch_sub(1, std::memory_order_acq_rel) == 1) delete s;
@@ -65,6 +66,19 @@ void RequestExit(thr_PoolSlot* s) {
 void FinalizeCallingThread(int slot) {
   if (thr_ThrSingletonRegistry* r = thr_GlobalSingletonBase<thr_ThrSingletonRegistry>::Instance())
     r->FinalizeThread(slot);
+}
+
+// A worker that has just finished a task looks for the next one for a few
+// hundred turns before its first wait, so that tasks handed over in a row
+// reach it without a wake-up each.
+void SpinForNextTask(const thr_PoolSlot* s) {
+  for (int turn = 1; turn <= kSpinTurns; ++turn) {
+    if (s->m_State.load(std::memory_order_acquire) != thr_ThreadPool::e_idle) return;
+    if (turn % 16 == 0)
+      plt_Yield();
+    else
+      plt_SpinPause();
+  }
 }
 
 void IdleTurn(thr_PoolSlot* s, int& idle) {
@@ -109,6 +123,7 @@ unsigned WorkerMain(void* arg) {
     s->m_State.store(leave ? thr_ThreadPool::e_exitRequested : thr_ThreadPool::e_idle, std::memory_order_release);
     s->m_KeepAlive = false;
     s->m_SlotMutex.Unlock();
+    SpinForNextTask(s);
   }
   RequestExit(s);
   FinalizeCallingThread(slot);
@@ -222,6 +237,16 @@ bool thr_ThreadPool::RunTask(thr_ThreadTask* task, bool keepAlive, int tries) {
       }
     }
     thr_PoolSlot* s = m_Data->m_Slots[chosen];
+    // A slot seen busy costs the attempt without its mutex, which its
+    // worker needs to finish.
+    if (s->m_State.load(std::memory_order_relaxed) != e_idle) {
+      // Not a sleep: lets the busy workers run where processors are few.
+      if ((attempt + 1) % 16 == 0)
+        plt_Yield();
+      else
+        plt_SpinPause();
+      continue;
+    }
     s->m_SlotMutex.Lock();
     if (s->m_State.load(std::memory_order_relaxed) != e_idle) {
       s->m_SlotMutex.Unlock();
