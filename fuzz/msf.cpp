@@ -1,0 +1,134 @@
+// Multisection files from arbitrary bytes: opening must either succeed or
+// raise the class's own nex_TextException; every section must then read back
+// or report its damage; and an update saved over such a file must give a
+// file whose sections all check, with the new value in place, no lock and no
+// staging file left behind.
+#include <dirent.h>
+
+#include <vector>
+
+#include "FuzzSupport.h"
+#include "utl/utl_Crc32.h"
+#include "utl/utl_MultisectionFile.h"
+
+using vnkfuzz::Str;
+
+namespace {
+
+// Sections larger than this are not read: the file is small, so such a
+// length runs past its end anyway and the buffer would only cost time.
+constexpr int kReadLimit = 1 << 20;
+
+// Reads every section by name: its bytes, or "?" for a section that did not
+// check (or was too long to read). A section that checked lies inside the
+// file.
+std::vector<std::string> ReadAll(utl_MultisectionFile& f, const std::string& prefix, long long fileSize,
+                                 long long* total) {
+  std::vector<std::string> out;
+  *total = 0;
+  for (int i = 0; i < f.SectionCount(); ++i) {
+    const cow_String name = f.SectionName(i);
+    VNKFUZZ_CHECK(f.hasSection(name), Str(name));
+    int length = f.getSectionLength(name);
+    *total += length > 0 ? length : 0;
+    if (length > kReadLimit) {
+      out.push_back("?");
+      continue;
+    }
+    std::string buf(length > 0 ? length : 0, '\0');
+    char spare;
+    try {
+      f.getSectionData(name, length > 0 ? buf.data() : &spare);
+      VNKFUZZ_CHECK(length <= fileSize, std::to_string(length));
+      out.push_back(buf);
+    } catch (const nex_TextException& e) {
+      std::string text = Str(e.AsString());
+      VNKFUZZ_CHECK(text == prefix + "Data corrupted in section \"" + Str(name) + "\"", text);
+      out.push_back("?");
+    }
+  }
+  return out;
+}
+
+// Whether a directory entry states a negative data length (read from the
+// bytes: lookups by name do not reach a later entry of the same name).
+bool NegativeLength(const std::uint8_t* data, std::size_t size) {
+  std::size_t at = 8;
+  // As the library reads: bytes past the end count as zero.
+  auto u32 = [&]() {
+    std::uint32_t v = 0;
+    for (int k = 0; k < 4; ++k, ++at)
+      if (at < size) v |= std::uint32_t(data[at]) << (8 * k);
+    return v;
+  };
+  const std::uint32_t n = u32();
+  for (std::uint32_t i = 0; i < n && at < size; ++i) {
+    at += u32();  // the name
+    if (static_cast<std::int32_t>(u32()) < 0) return true;
+    u32();  // the CRC
+  }
+  return false;
+}
+
+std::vector<std::string> Listing(const std::string& dir) {
+  std::vector<std::string> names;
+  DIR* d = opendir(dir.c_str());
+  while (dirent* e = readdir(d))
+    if (e->d_name[0] != '.') names.push_back(e->d_name);
+  closedir(d);
+  return names;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string dir = vnkfuzz::Scratch();
+  const std::string path = dir + "/input.msf";
+  const std::string prefix = "\"" + path + "\": ";
+  vnkfuzz::WriteFile(path, std::string(reinterpret_cast<const char*>(data), size));
+
+  std::vector<std::string> before;
+  bool existed = false;
+  long long total = 0;
+  try {
+    utl_MultisectionFile f(path.c_str(), utl_FileRead);
+    before = ReadAll(f, prefix, static_cast<long long>(size), &total);
+    existed = f.hasSection("fuzz-new");
+  } catch (const nex_TextException& e) {
+    std::string text = Str(e.AsString());
+    VNKFUZZ_CHECK(text == prefix + "Invalid file type" || text == prefix + "Unsupported file format" ||
+                      text == prefix + "Invalid string length",
+                  text);
+    return 0;
+  }
+
+  // Saving copies every stored section, padding what the file lacks with
+  // zeros: only files whose sections fit are worth a save. A negative length
+  // is written back as it stands while no data go with it, so the sections
+  // after it land where a reader does not look (docs/reliability.md,
+  // findings): such files are left out until that is settled.
+  if (total > static_cast<long long>(size) || NegativeLength(data, size)) return 0;
+  const std::string value(reinterpret_cast<const char*>(data), size < 64 ? size : 64);
+  {
+    utl_MultisectionFile f(path.c_str(), utl_FileUpdate);
+    f.setSectionData("fuzz-new", value.data(), static_cast<int>(value.size()));
+    f.saveChanges();
+  }
+  VNKFUZZ_CHECK(Listing(dir) == std::vector<std::string>{"input.msf"}, "lock or staging file left");
+
+  // Every section that checked before reads the same; the new one holds its
+  // value; a section that was damaged may stay so.
+  utl_MultisectionFile back(path.c_str(), utl_FileRead);
+  VNKFUZZ_CHECK(back.SectionCount() == static_cast<int>(before.size()) + (existed ? 0 : 1),
+                std::to_string(back.SectionCount()));
+  const std::vector<std::string> after = ReadAll(back, prefix, 1LL << 40, &total);
+  for (int i = 0; i < back.SectionCount(); ++i) {
+    const std::string name = Str(back.SectionName(i));
+    if (name == "fuzz-new") {
+      VNKFUZZ_CHECK(after[i] == value, "new value: " + after[i]);  // lookups find the first of a name
+    } else if (i < static_cast<int>(before.size()) && before[i] != "?") {
+      VNKFUZZ_CHECK(after[i] == before[i], name);
+    }
+  }
+  return 0;
+}
