@@ -135,11 +135,14 @@ class VNKUTI_BASIC_API utl_MultisectionFile : public mem_AllocationOperators {
   // line per finding and action to report:
   // - with the lock taken (removeStaleLock first deletes a lock file that
   //   cannot be taken, for when its writer is known to be gone);
-  // - a data file whose sections all check is kept, and staging files are
+  // - a data file that is a complete image is kept, and staging files are
   //   deleted (their save never reached it, or reached it whole);
-  // - otherwise the newest staging file that holds a complete image is
-  //   copied over the data file (flushed and checked again) and every
-  //   staging file is deleted.
+  // - otherwise (a section fails its CRC, or bytes follow the image, as a
+  //   copy that stopped midway leaves them) the newest staging file that
+  //   holds a complete image is copied over the data file (flushed and
+  //   checked again) and every staging file is deleted;
+  // - without such a staging file, a data file whose sections all check is
+  //   kept as it is.
   // Raises "Cannot create the lock file." when something must change and the
   // lock is taken by another; nex_TextException "\"<path>\": Damaged, and no
   // staging file holds a complete image" when nothing can be restored; the

@@ -177,7 +177,15 @@ void utl_MultisectionFile::Recover(const cow_String& path, bool removeStaleLock,
     }
   }
 
-  if (data.Intact()) {
+  // A save truncates the data file to its image, so bytes after the image
+  // mean a copy that stopped midway, as much as a failed CRC does.
+  if (best < 0 || data.Complete()) {
+    if (!data.Intact()) {
+      // A file that is simply not there, with nothing to restore it from,
+      // fails as any open of it would.
+      if (!data.m_Exists && staging.Count() == 0) utl_File(path, utl_FileRead, utl_ShareDefault).Init();
+      Raise(path, "Damaged, and no staging file holds a complete image");
+    }
     if (staging.Count() == 0) {
       report.Append(Line("nothing to do: %1$s checks and no save left a staging file", path));
       return;
@@ -190,12 +198,6 @@ void utl_MultisectionFile::Recover(const cow_String& path, bool removeStaleLock,
       report.Append(Line("removed the staging file %1$s", staging.ConstGet(i)));
     }
     return;
-  }
-  if (best < 0) {
-    // A file that is simply not there, with nothing to restore it from,
-    // fails as any open of it would.
-    if (!data.m_Exists && staging.Count() == 0) utl_File(path, utl_FileRead, utl_ShareDefault).Init();
-    Raise(path, "Damaged, and no staging file holds a complete image");
   }
   if (!locked) Raise(path, "Cannot create the lock file.");
 

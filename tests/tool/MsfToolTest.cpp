@@ -1,0 +1,188 @@
+// vnkuti msf as a user runs it: binary round trips through put and get,
+// listings, removal, damage found by verify and refused by get, a second
+// writer refused, the file store's objects dumped, and every bad input
+// answered with an error rather than a crash.
+#include "ToolRun.h"
+#include "nex/nex_Exception.h"
+#include "utl/utl_Crc32.h"
+#include "utl/utl_FileStore.h"
+
+using namespace tooltest;
+
+namespace {
+
+class MsfTool : public ::testing::Test {
+ protected:
+  vnktest::TempDir dir;
+  std::string file = dir.File("data.msf");
+
+  Result Put(const std::string& section, const std::string& bytes) {
+    Options o;
+    o.input = bytes;
+    return Tool({"msf", "put", file, section}, o);
+  }
+  std::string Crc(const std::string& bytes) {
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%08x", utl_crc32(bytes.data(), bytes.size()));
+    return text;
+  }
+};
+
+TEST_F(MsfTool, BinarySectionsRoundTripThroughEveryPath) {
+  const std::string all = AllBytes();
+  const std::string big = AllBytes(3 << 20);  // crosses the 1 MiB pieces
+  ASSERT_EQ(Put("all", all).status, 0);
+  ASSERT_EQ(Put("empty", "").status, 0);
+  WriteFile(dir.File("big.in"), big);
+  Result put = Tool({"msf", "put", file, "big", "-i", dir.File("big.in")});
+  ASSERT_EQ(put.status, 0) << Show(put);
+  EXPECT_EQ(put.out, "");
+
+  Result all1 = Tool({"msf", "get", file, "all"});
+  EXPECT_EQ(all1.status, 0);
+  EXPECT_EQ(all1.out, all);
+  EXPECT_EQ(Tool({"msf", "get", file, "empty"}).out, "");
+  Result toFile = Tool({"msf", "get", "-o", dir.File("big.out"), file, "big"});
+  EXPECT_EQ(toFile.status, 0) << Show(toFile);
+  EXPECT_EQ(toFile.out, "");
+  EXPECT_TRUE(ReadFile(dir.File("big.out")) == big);
+  EXPECT_TRUE(Tool({"msf", "get", file, "big", "-o", "-"}).out == big);
+
+  // Directory order, lengths and the library's CRCs, as text and as JSON.
+  Result list = Tool({"msf", "list", file});
+  EXPECT_EQ(list.out, "all\t256\t" + Crc(all) + "\nempty\t0\t0xffffffff\nbig\t" + std::to_string(big.size()) + "\t" +
+                          Crc(big) + "\n");
+  Result json = Tool({"msf", "list", file, "-json"});
+  EXPECT_EQ(json.out, "[\n  {\"name\": \"all\", \"length\": 256, \"crc\": \"" + Crc(all) +
+                          "\"},\n  {\"name\": \"empty\", \"length\": 0, \"crc\": \"0xffffffff\"},\n"
+                          "  {\"name\": \"big\", \"length\": " + std::to_string(big.size()) + ", \"crc\": \"" +
+                          Crc(big) + "\"}\n]\n");
+  // Replacing keeps the place; removing keeps the others and their bytes.
+  ASSERT_EQ(Put("all", "x").status, 0);
+  ASSERT_EQ(Tool({"msf", "rm", file, "empty"}).status, 0);
+  EXPECT_EQ(Tool({"msf", "list", file}).out,
+            "all\t1\t" + Crc("x") + "\nbig\t" + std::to_string(big.size()) + "\t" + Crc(big) + "\n");
+  EXPECT_TRUE(Tool({"msf", "get", file, "big"}).out == big);
+  EXPECT_EQ(Tool({"msf", "verify", file}).status, 0);
+}
+
+TEST_F(MsfTool, NamesThatNeedEscapes) {
+  ASSERT_EQ(Put("tab\there\\", "1").status, 0);
+  ASSERT_EQ(Put("\xc3\xa9\xff\"", "2").status, 0);
+  EXPECT_EQ(Tool({"msf", "list", file}).out,
+            "tab\\there\\\\\t1\t" + Crc("1") + "\n\xc3\xa9\xff\"\t1\t" + Crc("2") + "\n");
+  std::string json = Tool({"msf", "list", file, "-json"}).out;
+  EXPECT_NE(json.find("\"tab\\there\\\\\""), std::string::npos) << json;
+  EXPECT_NE(json.find("\"\xc3\xa9\\u00ff\\\"\""), std::string::npos) << json;
+}
+
+TEST_F(MsfTool, FlippedByteIsFoundByVerifyAndRefusedByGet) {
+  ASSERT_EQ(Put("a", std::string(100, 'a')).status, 0);
+  ASSERT_EQ(Put("b", std::string(100, 'b')).status, 0);
+  const std::string good = ReadFile(file);
+  WriteFile(dir.File("out"), "old");
+  for (const char* name : {"a", "b"}) {
+    SCOPED_TRACE(name);
+    std::string bad = good;
+    bad[good.size() - (name[0] == 'a' ? 150 : 1)] ^= 0x01;
+    WriteFile(file, bad);
+    Result v = Tool({"msf", "verify", file});
+    EXPECT_EQ(v.status, 1);
+    EXPECT_EQ(v.out, std::string(name) + "\n");
+    EXPECT_EQ(Tool({"msf", "verify", file, "-json"}).out,
+              "{\"file\": \"" + file + "\", \"sections\": 2, \"damaged\": [\"" + name + "\"]}\n");
+    Result g = Tool({"msf", "get", file, name});
+    EXPECT_EQ(g.status, 1);
+    EXPECT_EQ(g.out, "");
+    EXPECT_EQ(g.err, "\"" + file + "\": Data corrupted in section \"" + name + "\"\n");
+    EXPECT_EQ(Tool({"msf", "get", file, name, "-o", dir.File("out")}).status, 1);
+    EXPECT_EQ(ReadFile(dir.File("out")), "old");  // left as it was
+  }
+  // A file cut short fails the sections it no longer holds.
+  WriteFile(file, good.substr(0, good.size() - 10));
+  EXPECT_EQ(Tool({"msf", "verify", file}).out, "b\n");
+}
+
+TEST_F(MsfTool, SecondWriterIsRefusedQuickly) {
+  ASSERT_EQ(Put("a", "1").status, 0);
+  const std::string before = ReadFile(file);
+  WriteFile(file + ".lock", "");  // held, as a running writer holds it
+  for (std::vector<std::string> args : std::vector<std::vector<std::string>>{
+           {"msf", "put", file, "a", "-i", file}, {"msf", "rm", file, "a"}}) {
+    Result r = Tool(args);
+    EXPECT_EQ(r.status, 1);
+    EXPECT_LT(r.seconds, 1.0);
+    EXPECT_EQ(r.err.substr(0, r.err.find('\n')), "\"" + file + "\": Cannot create the lock file.");
+    EXPECT_EQ(r.out, "");
+  }
+  EXPECT_EQ(ReadFile(file), before);
+  EXPECT_TRUE(Exists(file + ".lock"));
+  // Readers take no lock.
+  EXPECT_EQ(Tool({"msf", "get", file, "a"}).out, "1");
+}
+
+TEST_F(MsfTool, DumpPrintsTheFileStoresObject) {
+  {
+    utl_FileStore store(file.c_str(), utl_FileWrite);
+    nex_TextException e("kept for later");
+    try {
+      e.Throw("utl/impl/utl_File", 7);
+    } catch (const nex_TextException& thrown) {
+      store.WriteObject("failure", thrown);
+    }
+    store.Save();
+  }
+  Result d = Tool({"msf", "dump", file, "failure"});
+  EXPECT_EQ(d.status, 0) << Show(d);
+  EXPECT_EQ(d.out,
+            "\n<< CLASS NAME: nex_TextException\n  m_FromFile: utl/impl/utl_File\n  m_FromLine: 7\n"
+            "  m_Value: kept for later\n>>\n");
+  ASSERT_EQ(Put("raw", "not an object image").status, 0);
+  Result raw = Tool({"msf", "dump", file, "raw"});
+  EXPECT_EQ(raw.status, 1);
+  EXPECT_NE(raw.err.find("Damaged object store"), std::string::npos) << raw.err;
+  EXPECT_EQ(raw.out, "");
+}
+
+TEST_F(MsfTool, BadInputGetsAClearError) {
+  ASSERT_EQ(Put("a", "1").status, 0);
+  struct Case {
+    std::vector<std::string> args;
+    int status;
+    std::string err;  // the first line of standard error
+  };
+  const std::string missing = dir.File("missing.msf");
+  const std::string notMsf = dir.File("plain.txt");
+  WriteFile(notMsf, "just text");
+  const Case cases[] = {
+      {{"msf", "list", missing}, 1, "*** Error: No such file (utl_File: in OpenRead)"},
+      {{"msf", "rm", missing, "a"}, 1, "*** Error: No such file (utl_File: in OpenUpdate)"},
+      {{"msf", "list", notMsf}, 1, "\"" + notMsf + "\": Invalid file type"},
+      {{"msf", "get", file, "nope"}, 1, "\"" + file + "\": No section \"nope\""},
+      {{"msf", "rm", file, "nope"}, 1, "\"" + file + "\": No section \"nope\""},
+      {{"msf", "dump", file, "nope"}, 1, "\"" + file + "\": No section \"nope\""},
+      {{"msf", "put", file, "a", "-i", missing}, 1, "*** Error: No such file (utl_File: in OpenRead)"},
+      {{}, 2, "vnkuti: no command given"},
+      {{"frobnicate"}, 2, "vnkuti: unknown command frobnicate"},
+      {{"msf"}, 2, "vnkuti: missing msf command"},
+      {{"msf", "get", file}, 2, "vnkuti: missing FILE and SECTION"},
+      {{"msf", "list", file, "extra"}, 2, "vnkuti: unexpected argument extra"},
+      {{"msf", "list", file, "-x"}, 2, "vnkuti: unknown option -x"},
+      {{"msf", "get", file, "a", "-o"}, 2, "vnkuti: option -o needs a value"},
+      {{"help", "nothing"}, 2, "vnkuti: no command nothing"},
+  };
+  for (const Case& c : cases) {
+    Result r = Tool(c.args);
+    SCOPED_TRACE(Show(r));
+    EXPECT_EQ(r.status, c.status);
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err.substr(0, r.err.find('\n')), c.err);
+    if (c.status == 2) {
+      EXPECT_NE(r.err.find("usage: vnkuti"), std::string::npos);
+    }
+  }
+  EXPECT_FALSE(Exists(missing));
+  EXPECT_FALSE(Exists(missing + ".lock"));
+}
+
+}  // namespace
