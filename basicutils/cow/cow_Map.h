@@ -136,6 +136,18 @@ class cow_MapNode : public mem_AllocationOperators {
 };
 
 // =================================================================== map
+// The value ConstGet answers for a missing key: one default-constructed V,
+// made on first use. A value type whose default must not be made that way
+// (one that takes a resource the library frees at finalization) specializes
+// this class.
+template <class V>
+struct cow_MapMissingValue {
+  static const V& Get() {
+    static const V value{};
+    return value;
+  }
+};
+
 template <class K, class V>
 class cow_Map {
  public:
@@ -231,10 +243,7 @@ class cow_Map {
     ++m_Count;
   }
 
-  static const V& MissingValue() {
-    static const V value{};
-    return value;
-  }
+  static const V& MissingValue() { return cow_MapMissingValue<V>::Get(); }
 
   NodeHandle m_Root;
   int m_Count = 0;
