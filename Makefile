@@ -17,7 +17,7 @@ build: setup
 	cmake --build --preset $(PRESET) -j $(JOBS)
 
 demo: build
-	@$(BUILD)/examples/vnkuti_example
+	@$(BUILD)/tools/vnkuti/vnkuti demo
 
 test: build
 	ctest --preset $(PRESET) -j $(JOBS)

@@ -27,3 +27,9 @@ string(REGEX REPLACE "/$" "" VNKUTI_PC_TO_PREFIX "${VNKUTI_PC_TO_PREFIX}")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/vnkuti-basicutils.pc.in
   ${PROJECT_BINARY_DIR}/vnkuti-basicutils.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vnkuti-basicutils.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The vnkuti tool, finding the installed libraries beside it from its own folder.
+if(TARGET vnkuti)
+  set_target_properties(vnkuti PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+  install(TARGETS vnkuti RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
