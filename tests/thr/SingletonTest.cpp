@@ -265,4 +265,33 @@ TEST(ThrInitDeathTest, FinalizeTearsDownAndAnUnmatchedOneDoesNothing) {
       ::testing::ExitedWithCode(0), "");
 }
 
+struct BlockedTask : thr_ThreadTask {
+  std::atomic<bool>* m_Gate;
+  explicit BlockedTask(std::atomic<bool>* gate) : m_Gate(gate) {}
+  void Run(int) override { WaitUntil([this] { return m_Gate->load(); }, 20s); }
+};
+
+TEST(ThrInitDeathTest, FinalizeKeepsWhatAWorkerStillRunningNeeds) {
+  EXPECT_EXIT(
+      {
+        int count = 0;
+        static std::atomic<bool> gate{false};
+        thr_ThreadPool& pool = thr_GlobalSingleton<thr_ThreadPool>::Instance();
+        pool.AddThreads(1, thr_ThreadPool::e_computeThread);
+        pool.RunTask(new BlockedTask(&gate), true, 0);  // keep-alive: not waited for
+        thr_finalize(count);
+        CHILD_CHECK(1, count == -1 && thr_GlobalSingletonBase<thr_ThreadPool>::Instance() == nullptr);
+        CHILD_CHECK(2, omi_Singleton<thr_GlobalLock>::Peek() != nullptr);
+        CHILD_CHECK(3, thr_GlobalSingletonBase<thr_ThrSingletonRegistry>::Instance() != nullptr);
+        const int threads = ProcessThreadCount();
+        gate = true;  // the worker finishes, finalizes its objects and ends
+        CHILD_CHECK(4, WaitUntil([&] { return ProcessThreadCount() == threads - 1; }));
+        thr_initialize(count);  // finds the lock and the registry in place
+        thr_finalize(count);
+        CHILD_CHECK(5, omi_Singleton<thr_GlobalLock>::Peek() == nullptr);
+        std::_Exit(0);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
 }  // namespace

@@ -1,4 +1,5 @@
 #include "UTI_CoreUtils.h"
+#include "thr/impl/thr_PoolInternal.h"
 #include "thr/thr_Functions.h"
 #include "thr/thr_GlobalLock.h"
 #include "thr/thr_GlobalSingleton.h"
@@ -9,7 +10,8 @@
 
 namespace {
 constinit unsigned g_Uses = 0;
-}
+constexpr int kWorkerGraceMs = 200;
+}  // namespace
 
 void thr_initialize(int& count) {
   if (!UTI_ModuleEnter(g_Uses, count, "thr")) return;
@@ -25,6 +27,10 @@ void thr_finalize(int& count) {
   // stays for the calling thread's own objects.
   thr_GlobalSingletonCore::FinalizeAll(thr_GlobalSingletonBase<thr_ThrSingletonRegistry>::LinkOf());
   thr_ThreadSingletonBase<thr_ThreadId>::ReleaseCurrentThread();
+  // A worker the pool did not wait for (keep-alive, error condition) still
+  // finalizes its objects through the registry and the global lock when its
+  // task ends. While one runs, these stay; the next thr_initialize finds them.
+  if (!thr_WaitForWorkers(kWorkerGraceMs)) return;
   thr_GlobalSingletonBase<thr_ThrSingletonRegistry>::Finalize();
   omi_Singleton<thr_LockPool>::Destroy();
   thr_installSignalHandler(false, false);

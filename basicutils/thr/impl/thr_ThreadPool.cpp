@@ -8,6 +8,7 @@
 #include "thr/thr_ThreadPool.h"
 
 #include "plt/plt_Thread.h"
+#include "thr/impl/thr_PoolInternal.h"
 #include "thr/thr_CondVar.h"
 #include "thr/thr_Functions.h"
 
@@ -44,6 +45,10 @@ namespace {
 constexpr int kPollingTurns = 100;
 constexpr int kPollMs = 10;
 constexpr int kSpinTurns = 256;
+
+// Counted down by each worker as its very last step (release), so that
+// thr_finalize, seeing 0, may destroy what workers use on their way out.
+constinit std::atomic<int> g_LiveWorkers{0};
 
 void ReleaseSlot(thr_PoolSlot* s) {
   if (s->m_Refs.fetch_sub(1, std::memory_order_acq_rel) == 1) delete s;
@@ -131,6 +136,7 @@ unsigned WorkerMain(void* arg) {
   s->m_State.store(thr_ThreadPool::e_exited, std::memory_order_release);
   s->m_SlotMutex.Unlock();
   ReleaseSlot(s);
+  g_LiveWorkers.fetch_sub(1, std::memory_order_release);
   return 0;
 }
 
@@ -144,6 +150,16 @@ void SpinWhileRunning(const thr_PoolSlot* s) {
 }
 
 }  // namespace
+
+int thr_LiveWorkers() { return g_LiveWorkers.load(std::memory_order_acquire); }
+
+bool thr_WaitForWorkers(int milliseconds) {
+  for (int waited = 0; thr_LiveWorkers() != 0; ++waited) {
+    if (waited >= milliseconds) return false;
+    plt_Sleep(1);
+  }
+  return true;
+}
 
 // ============================================================ construction
 
@@ -214,8 +230,10 @@ void thr_ThreadPool::AddThreads(int n, e_threadType /*type*/) {
   for (int i = first; i < end; ++i) {
     thr_PoolSlot* s = m_Data->m_Slots[i];
     s->m_Refs.fetch_add(1, std::memory_order_relaxed);
+    g_LiveWorkers.fetch_add(1, std::memory_order_relaxed);
     s->m_Thread = plt_ThreadStart(&WorkerMain, s);
     if (s->m_Thread == nullptr) {
+      g_LiveWorkers.fetch_sub(1, std::memory_order_relaxed);
       s->m_Refs.fetch_sub(1, std::memory_order_relaxed);
       s->m_State.store(e_exited, std::memory_order_release);
     }
