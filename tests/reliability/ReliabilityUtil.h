@@ -1,0 +1,230 @@
+// Helpers of the reliability tests: images built byte by byte, a reading of
+// a multisection file that never raises, descriptor and directory counts,
+// the texts the file errors may have, and the recovery of a data file from
+// the staging file a crashed save left behind.
+#pragma once
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "support/TestSupport.h"
+#include "utl/utl_File.h"
+#include "utl/utl_MultisectionFile.h"
+#include "utl_file/FileTestUtil.h"
+
+namespace reltest {
+
+using vnktest::ReadAll;
+using vnktest::Str;
+using vnktest::WriteAll;
+
+typedef std::vector<std::pair<std::string, std::string>> Sections;
+
+inline cow_String C(const std::string& s) { return cow_String(s.data(), static_cast<int>(s.size())); }
+
+// MSB first, polynomial 0x04C11DB7, initial value all ones, no final XOR:
+// computed bit by bit, apart from the library's tables.
+inline std::uint32_t Crc(const std::string& s) {
+  std::uint32_t c = 0xFFFFFFFFu;
+  for (unsigned char b : s) {
+    c ^= std::uint32_t(b) << 24;
+    for (int k = 0; k < 8; ++k) c = (c & 0x80000000u) ? (c << 1) ^ 0x04C11DB7u : c << 1;
+  }
+  return c;
+}
+
+inline std::string U32(std::uint32_t v) { return std::string{char(v), char(v >> 8), char(v >> 16), char(v >> 24)}; }
+
+inline std::string Image(const Sections& s) {
+  std::string r = std::string("\x28\xC1\x1D\xAF", 4) + U32(1) + U32(static_cast<std::uint32_t>(s.size())), data;
+  for (const auto& [name, bytes] : s) {
+    r += U32(static_cast<std::uint32_t>(name.size())) + name + U32(static_cast<std::uint32_t>(bytes.size())) +
+         U32(Crc(bytes));
+    data += bytes;
+  }
+  return r + data;
+}
+
+// The sections of an image, when it is whole: the header reads, every CRC
+// checks and nothing follows the data. Parsed here, not by the library.
+inline std::optional<Sections> Parse(const std::string& image) {
+  auto u32 = [&](std::size_t at) {
+    return std::uint32_t(std::uint8_t(image[at])) | std::uint32_t(std::uint8_t(image[at + 1])) << 8 |
+           std::uint32_t(std::uint8_t(image[at + 2])) << 16 | std::uint32_t(std::uint8_t(image[at + 3])) << 24;
+  };
+  if (image.size() < 12 || image.compare(0, 4, "\x28\xC1\x1D\xAF") != 0 || u32(4) != 1) return std::nullopt;
+  std::uint32_t n = u32(8);
+  std::size_t at = 12;
+  std::vector<std::pair<std::string, std::pair<std::uint32_t, std::uint32_t>>> dir;
+  for (std::uint32_t i = 0; i < n; ++i) {
+    if (at + 4 > image.size()) return std::nullopt;
+    std::uint32_t len = u32(at);
+    if (len > image.size() || at + 4 + len + 8 > image.size()) return std::nullopt;
+    std::string name = image.substr(at + 4, len);
+    at += 4 + len;
+    dir.push_back({name, {u32(at), u32(at + 4)}});
+    at += 8;
+  }
+  Sections out;
+  for (const auto& [name, lc] : dir) {
+    if (lc.first > image.size() - at) return std::nullopt;
+    std::string bytes = image.substr(at, lc.first);
+    if (Crc(bytes) != lc.second) return std::nullopt;
+    out.push_back({name, bytes});
+    at += lc.first;
+  }
+  if (at != image.size()) return std::nullopt;
+  return out;
+}
+
+// Every section of the file through the library: their values in directory
+// order, or the text of the first error.
+inline std::string ReadThrough(const std::string& path, Sections* out) {
+  try {
+    utl_MultisectionFile f(C(path), utl_FileRead);
+    for (int i = 0; i < f.SectionCount(); ++i) {
+      const cow_String& name = f.SectionName(i);
+      std::string buf(static_cast<std::size_t>(std::max(0, f.getSectionLength(name))), '\0');
+      char spare;
+      f.getSectionData(name, buf.empty() ? &spare : buf.data());
+      if (out) out->push_back({Str(name), buf});
+    }
+  } catch (const nex_Exception& e) {
+    return Str(e.AsString());
+  }
+  return "";
+}
+
+// Names in a directory, "." and ".." left out.
+inline std::set<std::string> Listing(const std::string& dir) {
+  std::set<std::string> names;
+  if (DIR* d = opendir(dir.c_str())) {
+    while (dirent* e = readdir(d))
+      if (std::strcmp(e->d_name, ".") != 0 && std::strcmp(e->d_name, "..") != 0) names.insert(e->d_name);
+    closedir(d);
+  }
+  return names;
+}
+
+inline int OpenFds() { return static_cast<int>(Listing("/proc/self/fd").size()) - 1; }  // less the listing's own
+
+inline std::string Text(int err) { return std::strerror(err); }
+
+// The texts a failed utl_File operation may raise with error err on one of
+// the files, each with the exception class it belongs to.
+inline std::map<std::string, unsigned> FileErrorTexts(int err, const std::vector<std::string>& files) {
+  const std::string e = Text(err);
+  struct Kind {
+    const char* head;
+    unsigned type;
+    std::vector<const char*> labels;
+  };
+  const Kind kinds[] = {
+      {"***ERROR: File close failed", utl_FileExceptionClose::TypeId(), {"CloseHandle"}},
+      {"*** Error: Extend failed",
+       utl_FileExceptionExtend::TypeId(),
+       {"SetFilePointer 1", "SetFilePointer 2", "SetEndOfFile", "SetFilePointer 3", "ReadFile", "SetFilePointer 4",
+        "WriteFile", "SetFilePointer 5"}},
+      {"*** Error: Seek failed", utl_FileExceptionSeek::TypeId(), {"SetFilePointer"}},
+      {"*** Error: Get file location failed", utl_FileExceptionLocation::TypeId(), {"SetFilePointer"}},
+      {"*** Error: Flush failed", utl_FileExceptionFlush::TypeId(), {"FlushFileBuffers"}},
+      {"*** Error: Read failed", utl_FileExceptionRead::TypeId(), {"ReadFile"}},
+      {"*** Error: Write failed", utl_FileExceptionWrite::TypeId(), {"WriteFile"}},
+      {"*** Error: Get file size failed", utl_FileExceptionSize::TypeId(), {"GetFileSize"}},
+      {"*** Error: File open failed",
+       utl_FileExceptionOpen::TypeId(),
+       {"CreateFile in OpenRead", "CreateFile in OpenUpdate", "CreateFile in OpenWrite"}},
+  };
+  std::map<std::string, unsigned> texts;
+  for (const std::string& f : files) {
+    for (const Kind& k : kinds)
+      for (const char* label : k.labels)
+        texts[std::string(k.head) + " (utl_File: " + label + ")\nerror: " + e + "\nfile: " + f] = k.type;
+    if (err == ENOENT) {
+      texts["*** Error: No such file (utl_File: in OpenRead)\nfile name: " + f] = utl_FileExceptionNoFile::TypeId();
+      texts["*** Error: No such file (utl_File: in OpenUpdate)\nfile name: " + f] = utl_FileExceptionNoFile::TypeId();
+    }
+  }
+  return texts;
+}
+
+// Whether e is one of those texts, raised as the class that owns it.
+inline ::testing::AssertionResult IsFileError(const nex_Exception& e, int err, const std::vector<std::string>& files) {
+  const std::string text = Str(e.AsString());
+  auto texts = FileErrorTexts(err, files);
+  auto it = texts.find(text);
+  if (it == texts.end()) return ::testing::AssertionFailure() << "unexpected text: " << text;
+  if (e.DynTypeId() != it->second) return ::testing::AssertionFailure() << "wrong class for: " << text;
+  return ::testing::AssertionSuccess();
+}
+
+// The staging files a save of path left behind.
+inline std::vector<std::string> StagingFiles(const std::string& dir, const std::string& base) {
+  std::vector<std::string> out;
+  for (const std::string& n : Listing(dir))
+    if (n.size() > base.size() + 5 && n.compare(0, base.size() + 1, base + ".") == 0 &&
+        n.compare(n.size() - 4, 4, ".tmp") == 0)
+      out.push_back(dir + "/" + n);
+  return out;
+}
+
+// Scratch space on tmpfs when there is one: the crash and contention tests
+// write many megabytes.
+class FastDir {
+ public:
+  FastDir() {
+    std::string base = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
+    std::string templ = base + "/vnkrel.XXXXXX";
+    m_Path = mkdtemp(templ.data()) ? templ : "";
+  }
+  ~FastDir() {
+    std::error_code ec;
+    std::filesystem::remove_all(m_Path, ec);
+  }
+  FastDir(const FastDir&) = delete;
+  FastDir& operator=(const FastDir&) = delete;
+  const std::string& Path() const { return m_Path; }
+
+ private:
+  std::string m_Path;
+};
+
+// After a crash: reads the data file through the library. Sections that
+// all check and equal the old or the new content are kept ("old", "new");
+// a data file that fails its checks is replaced by a staging file that holds
+// the whole new image, byte for byte ("recovered"). Anything else is "lost",
+// or "undetected" for a file that checks but holds neither content.
+// Staging files and a stale lock are removed either way.
+inline std::string Recover(const std::string& dir, const std::string& base, const Sections& oldContent,
+                           const Sections& newContent, const std::string& newImage) {
+  const std::string path = dir + "/" + base;
+  Sections got;
+  std::string outcome;
+  if (ReadThrough(path, &got).empty()) {
+    outcome = got == oldContent ? "old" : got == newContent ? "new" : "undetected";
+  } else {
+    outcome = "lost";
+    for (const std::string& s : StagingFiles(dir, base)) {
+      if (ReadAll(s) != newImage) continue;
+      WriteAll(path, newImage);
+      Sections back;
+      if (ReadThrough(path, &back).empty() && back == newContent) outcome = "recovered";
+    }
+  }
+  for (const std::string& s : StagingFiles(dir, base)) unlink(s.c_str());
+  unlink((path + ".lock").c_str());
+  return outcome;
+}
+
+}  // namespace reltest
