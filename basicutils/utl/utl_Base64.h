@@ -37,6 +37,10 @@
 #include "cow/cow_String.h"
 #include "nex/nex_Exception.h"
 
+// Not a persistent class of its own: it adds nothing to nex_TextException
+// but its Propagate, has no class ID of its own (DynTypeId is
+// nex_TextException's) and so no metadata record could tell it apart. It is
+// written, and read back, as the nex_TextException it is.
 class VNKUTI_BASIC_API utl_Base64CodecError : public nex_TextException {
  public:
   explicit utl_Base64CodecError(const char* text) : nex_TextException(text) {}

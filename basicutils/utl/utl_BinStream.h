@@ -98,11 +98,12 @@ class VNKUTI_BASIC_API utl_BinIStream : public mem_AllocationOperators {
 
 // =============================================================== exceptions
 // Each has a copy constructor and raises a copy of its own dynamic type
-// through Propagate().
+// through Propagate(). Persistent classes (see utl/utl_TypeIds.h).
 
 class VNKUTI_BASIC_API utl_BinStreamException : public nex_TextException {
  public:
   NEX_CONCRETE_MEMBERS(utl_BinStreamException, utl_TypeIdOf(utl_ClassBinStreamException))
+  NEX_PERSISTENT_MEMBERS(utl_BinStreamException)
   explicit utl_BinStreamException(const atr_StringBase& text);
   utl_BinStreamException(const utl_BinStreamException&) = default;
   ~utl_BinStreamException() override;
@@ -115,6 +116,7 @@ class VNKUTI_BASIC_API utl_BinStreamException : public nex_TextException {
 class VNKUTI_BASIC_API utl_BinStreamWriteError : public utl_BinStreamException {
  public:
   NEX_CONCRETE_MEMBERS(utl_BinStreamWriteError, utl_TypeIdOf(utl_ClassBinStreamWriteError))
+  NEX_PERSISTENT_MEMBERS(utl_BinStreamWriteError)
   explicit utl_BinStreamWriteError(int crtErrno);
   utl_BinStreamWriteError(const utl_BinStreamWriteError&) = default;
   ~utl_BinStreamWriteError() override;
@@ -124,6 +126,7 @@ class VNKUTI_BASIC_API utl_BinStreamWriteError : public utl_BinStreamException {
 class VNKUTI_BASIC_API utl_BinStreamReadError : public utl_BinStreamException {
  public:
   NEX_CONCRETE_MEMBERS(utl_BinStreamReadError, utl_TypeIdOf(utl_ClassBinStreamReadError))
+  NEX_PERSISTENT_MEMBERS(utl_BinStreamReadError)
   explicit utl_BinStreamReadError(int crtErrno);
   utl_BinStreamReadError(const utl_BinStreamReadError&) = default;
   ~utl_BinStreamReadError() override;
@@ -133,6 +136,7 @@ class VNKUTI_BASIC_API utl_BinStreamReadError : public utl_BinStreamException {
 class VNKUTI_BASIC_API utl_BinStreamEOF : public utl_BinStreamException {
  public:
   NEX_CONCRETE_MEMBERS(utl_BinStreamEOF, utl_TypeIdOf(utl_ClassBinStreamEOF))
+  NEX_PERSISTENT_MEMBERS(utl_BinStreamEOF)
   utl_BinStreamEOF();
   utl_BinStreamEOF(const utl_BinStreamEOF&) = default;
   ~utl_BinStreamEOF() override;

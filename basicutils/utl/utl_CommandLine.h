@@ -39,10 +39,13 @@
 #include "thr/thr_GlobalSingleton.h"
 #include "utl/utl_TypeIds.h"
 
+// The two exceptions are persistent classes (see utl/utl_TypeIds.h).
+
 // "Command line argument %s is required." with the option name.
 class VNKUTI_BASIC_API utl_MissingCmdLineArgException : public nex_TextException {
  public:
   NEX_CONCRETE_MEMBERS(utl_MissingCmdLineArgException, utl_TypeIdOf(utl_ClassMissingCmdLineArgException))
+  NEX_PERSISTENT_MEMBERS(utl_MissingCmdLineArgException)
   explicit utl_MissingCmdLineArgException(const atr_StringBase& name);
   utl_MissingCmdLineArgException(const utl_MissingCmdLineArgException&) = default;
   ~utl_MissingCmdLineArgException() override;
@@ -53,6 +56,7 @@ class VNKUTI_BASIC_API utl_MissingCmdLineArgException : public nex_TextException
 class VNKUTI_BASIC_API utl_CmdLineArgFormatException : public nex_TextException {
  public:
   NEX_CONCRETE_MEMBERS(utl_CmdLineArgFormatException, utl_TypeIdOf(utl_ClassCmdLineArgFormatException))
+  NEX_PERSISTENT_MEMBERS(utl_CmdLineArgFormatException)
   utl_CmdLineArgFormatException(const atr_StringBase& name, const char* typeWord);
   utl_CmdLineArgFormatException(const utl_CmdLineArgFormatException&) = default;
   ~utl_CmdLineArgFormatException() override;

@@ -113,11 +113,13 @@ VNKUTI_BASIC_API int utl_flock(int fd, int operation);
 // Each builds its text at construction through message translation. With a
 // system error code: "%1$s" is the label, "%2$s" the system's text for the
 // code, "%3$s" the file name. Without: "%1$s" the label, "%2$s" the name.
+// Persistent classes (see utl/utl_TypeIds.h); the text is stored as built.
 
 #define UTL_FILE_EXCEPTION_3(Class, Number)                                      \
   class VNKUTI_BASIC_API Class : public nex_TextException {                      \
    public:                                                                       \
     NEX_CONCRETE_MEMBERS(Class, utl_TypeIdOf(Number))                            \
+    NEX_PERSISTENT_MEMBERS(Class)                                                \
     Class(int errorCode, const cow_String& fileName, const cow_String& label);   \
     Class(const Class&) = default;                                               \
     ~Class() override;                                                           \
@@ -145,6 +147,7 @@ UTL_FILE_EXCEPTION_3(utl_FileExceptionOpen, utl_ClassFileExceptionOpen)
 class VNKUTI_BASIC_API utl_FileExceptionFlush : public nex_TextException {
  public:
   NEX_CONCRETE_MEMBERS(utl_FileExceptionFlush, utl_TypeIdOf(utl_ClassFileExceptionFlush))
+  NEX_PERSISTENT_MEMBERS(utl_FileExceptionFlush)
   utl_FileExceptionFlush(const cow_String& fileName, const cow_String& label);
   utl_FileExceptionFlush(int errorCode, const cow_String& fileName, const cow_String& label);
   utl_FileExceptionFlush(const utl_FileExceptionFlush&) = default;
@@ -156,6 +159,7 @@ class VNKUTI_BASIC_API utl_FileExceptionFlush : public nex_TextException {
 class VNKUTI_BASIC_API utl_FileExceptionWrite : public nex_TextException {
  public:
   NEX_CONCRETE_MEMBERS(utl_FileExceptionWrite, utl_TypeIdOf(utl_ClassFileExceptionWrite))
+  NEX_PERSISTENT_MEMBERS(utl_FileExceptionWrite)
   utl_FileExceptionWrite(const cow_String& fileName, const cow_String& label);
   utl_FileExceptionWrite(int errorCode, const cow_String& fileName, const cow_String& label);
   utl_FileExceptionWrite(const utl_FileExceptionWrite&) = default;
@@ -166,6 +170,7 @@ class VNKUTI_BASIC_API utl_FileExceptionWrite : public nex_TextException {
 class VNKUTI_BASIC_API utl_FileExceptionNoFile : public nex_TextException {
  public:
   NEX_CONCRETE_MEMBERS(utl_FileExceptionNoFile, utl_TypeIdOf(utl_ClassFileExceptionNoFile))
+  NEX_PERSISTENT_MEMBERS(utl_FileExceptionNoFile)
   utl_FileExceptionNoFile(const cow_String& fileName, const cow_String& label);
   utl_FileExceptionNoFile(const utl_FileExceptionNoFile&) = default;
   ~utl_FileExceptionNoFile() override;
@@ -177,6 +182,7 @@ class VNKUTI_BASIC_API utl_FileExceptionNoFile : public nex_TextException {
 class VNKUTI_BASIC_API utl_FileExceptionFull : public nex_TextException {
  public:
   NEX_CONCRETE_MEMBERS(utl_FileExceptionFull, utl_TypeIdOf(utl_ClassFileExceptionFull))
+  NEX_PERSISTENT_MEMBERS(utl_FileExceptionFull)
   explicit utl_FileExceptionFull(const cow_String& fileName);
   utl_FileExceptionFull(const utl_FileExceptionFull&) = default;
   ~utl_FileExceptionFull() override;

@@ -84,11 +84,13 @@ class VNKUTI_BASIC_API utl_TempFile : public mem_AllocationOperators {
 VNKUTI_BASIC_API cow_String utl_TempFileDirectory();
 
 // =============================================================== exceptions
+// Persistent classes (see utl/utl_TypeIds.h).
 
 // Base of the family; the text as given.
 class VNKUTI_BASIC_API utl_TempFileException : public nex_TextException {
  public:
   NEX_CONCRETE_MEMBERS(utl_TempFileException, utl_TypeIdOf(utl_ClassTempFileException))
+  NEX_PERSISTENT_MEMBERS(utl_TempFileException)
   explicit utl_TempFileException(const atr_StringBase& text);
   utl_TempFileException(const utl_TempFileException&) = default;
   ~utl_TempFileException() override;
@@ -101,6 +103,7 @@ class VNKUTI_BASIC_API utl_TempFileException : public nex_TextException {
 class VNKUTI_BASIC_API utl_TempFileOpenExc : public utl_TempFileException {
  public:
   NEX_CONCRETE_MEMBERS(utl_TempFileOpenExc, utl_TypeIdOf(utl_ClassTempFileOpenExc))
+  NEX_PERSISTENT_MEMBERS(utl_TempFileOpenExc)
   utl_TempFileOpenExc(const atr_StringBase& fileName, const atr_StringBase& systemText);
   utl_TempFileOpenExc(const utl_TempFileOpenExc&) = default;
   ~utl_TempFileOpenExc() override;
@@ -110,6 +113,7 @@ class VNKUTI_BASIC_API utl_TempFileOpenExc : public utl_TempFileException {
 class VNKUTI_BASIC_API utl_TempFileDirExc : public utl_TempFileException {
  public:
   NEX_CONCRETE_MEMBERS(utl_TempFileDirExc, utl_TypeIdOf(utl_ClassTempFileDirExc))
+  NEX_PERSISTENT_MEMBERS(utl_TempFileDirExc)
   explicit utl_TempFileDirExc(const atr_StringBase& directory);
   utl_TempFileDirExc(const utl_TempFileDirExc&) = default;
   ~utl_TempFileDirExc() override;
@@ -119,6 +123,7 @@ class VNKUTI_BASIC_API utl_TempFileDirExc : public utl_TempFileException {
 class VNKUTI_BASIC_API utl_TempFileCantExc : public utl_TempFileException {
  public:
   NEX_CONCRETE_MEMBERS(utl_TempFileCantExc, utl_TypeIdOf(utl_ClassTempFileCantExc))
+  NEX_PERSISTENT_MEMBERS(utl_TempFileCantExc)
   utl_TempFileCantExc();
   utl_TempFileCantExc(const utl_TempFileCantExc&) = default;
   ~utl_TempFileCantExc() override;
@@ -128,6 +133,7 @@ class VNKUTI_BASIC_API utl_TempFileCantExc : public utl_TempFileException {
 class VNKUTI_BASIC_API utl_TempFileNoDirExc : public utl_TempFileException {
  public:
   NEX_CONCRETE_MEMBERS(utl_TempFileNoDirExc, utl_TypeIdOf(utl_ClassTempFileNoDirExc))
+  NEX_PERSISTENT_MEMBERS(utl_TempFileNoDirExc)
   utl_TempFileNoDirExc();
   utl_TempFileNoDirExc(const utl_TempFileNoDirExc&) = default;
   ~utl_TempFileNoDirExc() override;

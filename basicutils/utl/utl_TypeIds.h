@@ -2,6 +2,12 @@
 // id is 33 * 65536 + the class number. The type table entry that names them
 // is inserted by utl_initialize (utl/impl/utl_TypeTable.cpp); a new class
 // takes the next number there and here.
+//
+// All of them are exception classes, and utl_initialize registers each with
+// the class registry (mask 2) as a type adapter of version 800 whose base is
+// its parent's class ID, so that a stored exception is rebuilt with its exact
+// class (utl/impl/utl_ExceptionPersist.cpp). A new one is registered there
+// and in utl/impl/utl_Init.cpp as well.
 #pragma once
 
 constexpr unsigned utl_ModuleNumber = 33;
