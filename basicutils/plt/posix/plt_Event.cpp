@@ -11,6 +11,7 @@
 #include <new>
 
 #include "mem/mem_Alloc.h"
+#include "plt/posix/plt_PosixCalls.h"
 
 struct plt_Event {
   pthread_mutex_t m_Mutex;
@@ -25,18 +26,6 @@ struct plt_EventMutex {
 
 namespace {
 
-timespec DeadlineAfter(long long milliseconds) {
-  timespec t;
-  clock_gettime(CLOCK_MONOTONIC, &t);
-  t.tv_sec += static_cast<time_t>(milliseconds / 1000);
-  t.tv_nsec += static_cast<long>(milliseconds % 1000) * 1000000L;
-  if (t.tv_nsec >= 1000000000L) {
-    t.tv_nsec -= 1000000000L;
-    ++t.tv_sec;
-  }
-  return t;
-}
-
 // With e->m_Mutex held.
 bool WaitLocked(plt_Event* e, long long milliseconds) {
   if (e->m_Signalled) return true;
@@ -46,7 +35,7 @@ bool WaitLocked(plt_Event* e, long long milliseconds) {
     while (!e->m_Signalled && e->m_Generation == generation) pthread_cond_wait(&e->m_Cond, &e->m_Mutex);
     return true;
   }
-  const timespec deadline = DeadlineAfter(milliseconds);
+  const timespec deadline = plt_PosixDeadlineAfter(milliseconds);
   while (!e->m_Signalled && e->m_Generation == generation) {
     if (pthread_cond_timedwait(&e->m_Cond, &e->m_Mutex, &deadline) == ETIMEDOUT)
       return e->m_Signalled || e->m_Generation != generation;

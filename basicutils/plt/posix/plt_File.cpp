@@ -1,7 +1,7 @@
 // POSIX implementation of plt_File.h. Only this file (and the other plt/posix
 // files) may call the operating system for files. Each OS call goes through
-// one wrapper in the anonymous namespace, which retries EINTR and then lets
-// the fault hook turn the outcome into a failure.
+// one wrapper, here or in plt_PosixCalls.h, which retries EINTR and then
+// lets the fault hook turn the outcome into a failure.
 #include "plt/plt_File.h"
 
 #include <errno.h>
@@ -12,104 +12,45 @@
 
 #include <climits>
 
-#include "plt/impl/plt_FaultHook.h"
 #include "plt/plt_Error.h"
 #include "plt/plt_FaultInjection.h"
+#include "plt/posix/plt_PosixCalls.h"
 
 namespace {
 
 // ================================================================= wrappers
-// Each returns the system call's result, with errno set on failure. A fault
-// delivered after a successful call undoes what it must (a new descriptor is
-// closed) so that nothing leaks, and reports the chosen error.
-
-int Fail(int error) {
-  errno = error;
-  return -1;
-}
-
-int SysOpen(const char* path, int flags, mode_t mode) {
-  int fd;
-  do fd = ::open(path, flags, mode);
-  while (fd < 0 && errno == EINTR);
-  if (int err = plt_FaultAfter(plt_FaultOpen)) {
-    if (fd >= 0) ::close(fd);
-    return Fail(err);
-  }
-  return fd;
-}
+// Each returns the system call's result, with errno set on failure, and
+// reports the fault hook's error after the real call (plt_PosixCalls.h).
 
 int SysClose(int fd) {
   // Not retried on EINTR: Linux has released the descriptor already.
-  int rc = ::close(fd);
-  if (int err = plt_FaultAfter(plt_FaultClose)) return Fail(err);
-  return rc;
+  return plt_PosixFaultAfter(plt_FaultClose, ::close(fd));
 }
 
 ssize_t SysRead(int fd, void* buf, size_t count) {
-  ssize_t n;
-  do n = ::read(fd, buf, count);
-  while (n < 0 && errno == EINTR);
-  if (int err = plt_FaultAfter(plt_FaultRead)) return Fail(err);
-  return n;
+  return plt_PosixFaultAfter(plt_FaultRead, plt_PosixRetry([&] { return ::read(fd, buf, count); }));
 }
 
 ssize_t SysWrite(int fd, const void* buf, size_t count) {
-  ssize_t n;
-  do n = ::write(fd, buf, count);
-  while (n < 0 && errno == EINTR);
-  if (int err = plt_FaultAfter(plt_FaultWrite)) return Fail(err);
-  return n;
+  return plt_PosixFaultAfter(plt_FaultWrite, plt_PosixRetry([&] { return ::write(fd, buf, count); }));
 }
 
-off_t SysSeek(int fd, off_t offset, int whence) {
-  off_t r = ::lseek(fd, offset, whence);
-  if (int err = plt_FaultAfter(plt_FaultSeek)) return Fail(err);
-  return r;
-}
-
-int SysStat(int fd, struct stat* st) {
-  int rc = ::fstat(fd, st);
-  if (int err = plt_FaultAfter(plt_FaultSize)) return Fail(err);
-  return rc;
-}
+off_t SysSeek(int fd, off_t offset, int whence) { return plt_PosixFaultAfter(plt_FaultSeek, ::lseek(fd, offset, whence)); }
 
 int SysTruncate(int fd, off_t size) {
-  int rc;
-  do rc = ::ftruncate(fd, size);
-  while (rc < 0 && errno == EINTR);
-  if (int err = plt_FaultAfter(plt_FaultTruncate)) return Fail(err);
-  return rc;
+  return plt_PosixFaultAfter(plt_FaultTruncate, plt_PosixRetry([&] { return ::ftruncate(fd, size); }));
 }
 
-int SysSync(int fd) {
-  int rc;
-  do rc = ::fsync(fd);
-  while (rc < 0 && errno == EINTR);
-  if (int err = plt_FaultAfter(plt_FaultFlush)) return Fail(err);
-  return rc;
-}
+int SysSync(int fd) { return plt_PosixFaultAfter(plt_FaultFlush, plt_PosixRetry([&] { return ::fsync(fd); })); }
 
 // cmd is F_OFD_SETLK, F_OFD_SETLKW or F_OFD_GETLK.
 int SysLock(int fd, int cmd, struct flock* fl) {
-  int rc;
-  do rc = ::fcntl(fd, cmd, fl);
-  while (rc < 0 && errno == EINTR);
-  if (int err = plt_FaultAfter(plt_FaultLock)) return Fail(err);
-  return rc;
+  return plt_PosixFaultAfter(plt_FaultLock, plt_PosixRetry([&] { return ::fcntl(fd, cmd, fl); }));
 }
 
-int SysUnlink(const char* path) {
-  int rc = ::unlink(path);
-  if (int err = plt_FaultAfter(plt_FaultUnlink)) return Fail(err);
-  return rc;
-}
+int SysUnlink(const char* path) { return plt_PosixFaultAfter(plt_FaultUnlink, ::unlink(path)); }
 
-int SysRename(const char* from, const char* to) {
-  int rc = ::rename(from, to);
-  if (int err = plt_FaultAfter(plt_FaultRename)) return Fail(err);
-  return rc;
-}
+int SysRename(const char* from, const char* to) { return plt_PosixFaultAfter(plt_FaultRename, ::rename(from, to)); }
 
 // ============================================================= share modes
 // Windows checks an open's access and share mode against every open already
@@ -194,7 +135,7 @@ plt_FileHandle plt_FileOpen(const char* path, plt_FileAccessMode access, plt_Fil
   // The file is truncated only after the share check, so that an open the
   // share modes refuse leaves another opener's data alone.
   if (creation == plt_CreateAlways) flags |= O_CREAT;
-  int fd = SysOpen(path, flags, 0666);
+  int fd = plt_PosixOpen(path, flags, 0666);
   if (fd < 0) return plt_InvalidFile;
 
   auto abandon = [fd](int err) {
@@ -203,7 +144,7 @@ plt_FileHandle plt_FileOpen(const char* path, plt_FileAccessMode access, plt_Fil
     return plt_InvalidFile;
   };
   struct stat st;
-  if (SysStat(fd, &st) < 0) return abandon(errno);
+  if (plt_PosixFstat(fd, &st) < 0) return abandon(errno);
   if (S_ISDIR(st.st_mode)) return abandon(EISDIR);
   if (AcquireShare(fd, true, write, share) != kShareOk) return abandon(errno);
   if (creation == plt_CreateAlways && S_ISREG(st.st_mode) && SysTruncate(fd, 0) < 0) return abandon(errno);
@@ -213,13 +154,13 @@ plt_FileHandle plt_FileOpen(const char* path, plt_FileAccessMode access, plt_Fil
 }
 
 bool plt_FileClose(plt_FileHandle h) {
-  if (!ValidHandle(h)) return Fail(EBADF), false;
+  if (!ValidHandle(h)) return plt_PosixFail(EBADF), false;
   return SysClose(static_cast<int>(h)) == 0;
 }
 
 int plt_FileRead(plt_FileHandle h, void* buf, int count) {
-  if (!ValidHandle(h)) return Fail(EBADF);
-  if (count < 0) return Fail(EINVAL);
+  if (!ValidHandle(h)) return plt_PosixFail(EBADF);
+  if (count < 0) return plt_PosixFail(EINVAL);
   // Like ReadFile on a disk file: the whole count unless the file ends.
   char* p = static_cast<char*>(buf);
   int done = 0;
@@ -233,8 +174,8 @@ int plt_FileRead(plt_FileHandle h, void* buf, int count) {
 }
 
 int plt_FileWrite(plt_FileHandle h, const void* buf, int count) {
-  if (!ValidHandle(h)) return Fail(EBADF);
-  if (count < 0) return Fail(EINVAL);
+  if (!ValidHandle(h)) return plt_PosixFail(EBADF);
+  if (count < 0) return plt_PosixFail(EINVAL);
   const char* p = static_cast<const char*>(buf);
   int done = 0;
   while (done < count) {
@@ -247,7 +188,7 @@ int plt_FileWrite(plt_FileHandle h, const void* buf, int count) {
 }
 
 bool plt_FileSeek(plt_FileHandle h, long long offset, plt_SeekOrigin origin, long long* result) {
-  if (!ValidHandle(h)) return Fail(EBADF), false;
+  if (!ValidHandle(h)) return plt_PosixFail(EBADF), false;
   int whence = origin == plt_SeekCurrent ? SEEK_CUR : origin == plt_SeekEnd ? SEEK_END : SEEK_SET;
   off_t r = SysSeek(static_cast<int>(h), static_cast<off_t>(offset), whence);
   if (r < 0) return false;
@@ -256,34 +197,34 @@ bool plt_FileSeek(plt_FileHandle h, long long offset, plt_SeekOrigin origin, lon
 }
 
 bool plt_FileSize(plt_FileHandle h, long long* size) {
-  if (!ValidHandle(h)) return Fail(EBADF), false;
+  if (!ValidHandle(h)) return plt_PosixFail(EBADF), false;
   struct stat st;
-  if (SysStat(static_cast<int>(h), &st) < 0) return false;
+  if (plt_PosixFstat(static_cast<int>(h), &st) < 0) return false;
   *size = st.st_size;
   return true;
 }
 
 bool plt_FileTruncate(plt_FileHandle h, long long size) {
-  if (!ValidHandle(h)) return Fail(EBADF), false;
+  if (!ValidHandle(h)) return plt_PosixFail(EBADF), false;
   return SysTruncate(static_cast<int>(h), static_cast<off_t>(size)) == 0;
 }
 
 bool plt_FileFlush(plt_FileHandle h) {
-  if (!ValidHandle(h)) return Fail(EBADF), false;
+  if (!ValidHandle(h)) return plt_PosixFail(EBADF), false;
   return SysSync(static_cast<int>(h)) == 0;
 }
 
 // ============================================================ range locks
 
 bool plt_FileLockRange(plt_FileHandle h, long long offset, long long length, bool exclusive, bool wait) {
-  if (!ValidHandle(h)) return Fail(EBADF), false;
+  if (!ValidHandle(h)) return plt_PosixFail(EBADF), false;
   struct flock fl = ByteLock(exclusive ? F_WRLCK : F_RDLCK, static_cast<off_t>(offset));
   fl.l_len = static_cast<off_t>(length);
   return SysLock(static_cast<int>(h), wait ? F_OFD_SETLKW : F_OFD_SETLK, &fl) == 0;
 }
 
 bool plt_FileUnlockRange(plt_FileHandle h, long long offset, long long length) {
-  if (!ValidHandle(h)) return Fail(EBADF), false;
+  if (!ValidHandle(h)) return plt_PosixFail(EBADF), false;
   struct flock fl = ByteLock(F_UNLCK, static_cast<off_t>(offset));
   fl.l_len = static_cast<off_t>(length);
   return SysLock(static_cast<int>(h), F_OFD_SETLK, &fl) == 0;
@@ -297,17 +238,17 @@ bool plt_FileRename(const char* from, const char* to) { return SysRename(from, t
 // ============================================================ descriptors
 
 plt_FileHandle plt_FileFromDescriptor(int fd) {
-  if (fd < 0 || ::fcntl(fd, F_GETFD) < 0) return Fail(EBADF), plt_InvalidFile;
+  if (fd < 0 || ::fcntl(fd, F_GETFD) < 0) return plt_PosixFail(EBADF), plt_InvalidFile;
   return fd;
 }
 
 int plt_DescriptorRead(int fd, void* buf, int count) {
-  if (count < 0) return Fail(EINVAL);
+  if (count < 0) return plt_PosixFail(EINVAL);
   return static_cast<int>(SysRead(fd, buf, static_cast<size_t>(count)));
 }
 
 int plt_DescriptorWrite(int fd, const void* buf, int count) {
-  if (count < 0) return Fail(EINVAL);
+  if (count < 0) return plt_PosixFail(EINVAL);
   return static_cast<int>(SysWrite(fd, buf, static_cast<size_t>(count)));
 }
 
@@ -317,7 +258,7 @@ int plt_DescriptorSetBinary(int fd) {
 }
 
 int plt_DescriptorCreateExclusive(const char* path) {
-  return SysOpen(path, O_RDONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  return plt_PosixOpen(path, O_RDONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
 }
 
 int plt_DescriptorClose(int fd) { return SysClose(fd); }
@@ -327,10 +268,7 @@ int plt_DescriptorClose(int fd) { return SysClose(fd); }
 int plt_FileProcessId() { return static_cast<int>(::getpid()); }
 
 void plt_FileSleepMilliseconds(int ms) {
-  if (ms <= 0) return;
-  struct timespec left = {ms / 1000, (ms % 1000) * 1000000L};
-  while (::nanosleep(&left, &left) < 0 && errno == EINTR) {
-  }
+  if (ms > 0) plt_PosixSleepNs(ms * 1000000LL);
 }
 
 void plt_FaultExitNow(int code) { ::_exit(code); }

@@ -15,45 +15,19 @@
 #include <unistd.h>
 
 #include "mem/mem_Alloc.h"
-#include "plt/impl/plt_FaultHook.h"
 #include "plt/plt_FaultInjection.h"
+#include "plt/posix/plt_PosixCalls.h"
 
 namespace {
 
-int Fail(int error) {
-  errno = error;
-  return -1;
-}
-
 int SysStat(const char* path, bool followLinks, struct stat* st) {
-  int rc = followLinks ? ::stat(path, st) : ::lstat(path, st);
-  if (int err = plt_FaultAfter(plt_FaultStat)) return Fail(err);
-  return rc;
+  return plt_PosixFaultAfter(plt_FaultStat, followLinks ? ::stat(path, st) : ::lstat(path, st));
 }
 
-int SysAccess(const char* path, int mode) {
-  int rc = ::access(path, mode);
-  if (int err = plt_FaultAfter(plt_FaultStat)) return Fail(err);
-  return rc;
-}
+int SysAccess(const char* path, int mode) { return plt_PosixFaultAfter(plt_FaultStat, ::access(path, mode)); }
 
 int SysStatvfs(const char* path, struct statvfs* st) {
-  int rc;
-  do rc = ::statvfs(path, st);
-  while (rc < 0 && errno == EINTR);
-  if (int err = plt_FaultAfter(plt_FaultStat)) return Fail(err);
-  return rc;
-}
-
-int SysOpen(const char* path, int flags, mode_t mode) {
-  int fd;
-  do fd = ::open(path, flags, mode);
-  while (fd < 0 && errno == EINTR);
-  if (int err = plt_FaultAfter(plt_FaultOpen)) {
-    if (fd >= 0) ::close(fd);
-    return Fail(err);
-  }
-  return fd;
+  return plt_PosixFaultAfter(plt_FaultStat, plt_PosixRetry([&] { return ::statvfs(path, st); }));
 }
 
 // splitmix64: spreads a counter or a weak seed over all 64 bits.
@@ -159,7 +133,7 @@ int plt_DescriptorOpen(const char* path, int crtFlags, int permission) {
   if (crtFlags & plt_CrtCreate) flags |= O_CREAT;
   if (crtFlags & plt_CrtTruncate) flags |= O_TRUNC;
   if (crtFlags & plt_CrtExclusive) flags |= O_EXCL;
-  return SysOpen(path, flags, static_cast<mode_t>(permission & 0777));
+  return plt_PosixOpen(path, flags, static_cast<mode_t>(permission & 0777));
 }
 
 // ============================================================ unique names

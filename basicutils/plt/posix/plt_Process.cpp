@@ -26,6 +26,7 @@
 
 #include "mem/mem_Alloc.h"
 #include "plt/impl/plt_FaultHook.h"
+#include "plt/posix/plt_PosixCalls.h"
 
 extern char** environ;
 
@@ -42,26 +43,9 @@ namespace {
 constinit std::atomic<bool> g_ForcePolling{false};
 constinit std::atomic<bool> g_NoPidfd{false};  // the kernel said ENOSYS once
 
-int Fail(int error) {
-  errno = error;
-  return -1;
-}
-
 bool Refuse(int error) {
   errno = error;
   return false;
-}
-
-long long NowMs() {
-  struct timespec ts;
-  clock_gettime(CLOCK_MONOTONIC, &ts);
-  return static_cast<long long>(ts.tv_sec) * 1000 + ts.tv_nsec / 1000000;
-}
-
-void SleepMs(long long ms) {
-  struct timespec left = {static_cast<time_t>(ms / 1000), static_cast<long>((ms % 1000) * 1000000)};
-  while (nanosleep(&left, &left) < 0 && errno == EINTR) {
-  }
 }
 
 // Straight system calls: the C library's wrappers are newer than some of
@@ -99,9 +83,7 @@ int ReapNow(pid_t pid, int pidfd, siginfo_t* info) {
 bool TryReap(plt_Process* p) {
   if (p->m_Reaped) return true;
   siginfo_t info;
-  int r;
-  do r = ReapNow(p->m_Pid, p->m_Pidfd, &info);
-  while (r < 0 && errno == EINTR);
+  int r = plt_PosixRetry([&] { return ReapNow(p->m_Pid, p->m_Pidfd, &info); });
   if (r < 0) return false;
   if (r == 1) {
     p->m_Code = Decode(info, p->m_Killed);
@@ -110,13 +92,17 @@ bool TryReap(plt_Process* p) {
   return true;
 }
 
+// Ends a child that no record owns, and reaps it.
+void KillAndReap(pid_t pid) {
+  kill(pid, SIGKILL);
+  plt_PosixRetry([&] { return waitpid(pid, nullptr, 0); });
+}
+
 // Blocks until p ends, without the pidfd; false when waitid failed.
 bool ReapBlocking(plt_Process* p) {
   siginfo_t info;
   std::memset(&info, 0, sizeof info);
-  int rc;
-  do rc = waitid(P_PID, static_cast<id_t>(p->m_Pid), &info, WEXITED);
-  while (rc < 0 && errno == EINTR);
+  int rc = plt_PosixRetry([&] { return waitid(P_PID, static_cast<id_t>(p->m_Pid), &info, WEXITED); });
   if (rc < 0) return false;
   p->m_Code = Decode(info, p->m_Killed);
   p->m_Reaped = true;
@@ -143,9 +129,7 @@ int SweepLocked() {
   for (int i = 0; i < g_OrphanCount; ++i) {
     Orphan o = g_Orphans[i];
     siginfo_t info;
-    int r;
-    do r = ReapNow(o.m_Pid, o.m_Pidfd, &info);
-    while (r < 0 && errno == EINTR);
+    int r = plt_PosixRetry([&] { return ReapNow(o.m_Pid, o.m_Pidfd, &info); });
     if (r == 0) {
       g_Orphans[kept++] = o;
       continue;
@@ -275,9 +259,7 @@ plt_Process* plt_ProcessSpawn(const plt_SpawnRequest& r) {
   if (int err = plt_FaultAfter(plt_FaultSpawn)) {
     if (rc == 0) {
       // Undo the real start so nothing is left running or unreaped.
-      kill(pid, SIGKILL);
-      while (waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
-      }
+      KillAndReap(pid);
     }
     rc = err;
   }
@@ -287,9 +269,7 @@ plt_Process* plt_ProcessSpawn(const plt_SpawnRequest& r) {
   }
   auto* p = static_cast<plt_Process*>(mem_Malloc(sizeof(plt_Process)));
   if (p == nullptr) {
-    kill(pid, SIGKILL);
-    while (waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
-    }
+    KillAndReap(pid);
     errno = ENOMEM;
     return nullptr;
   }
@@ -308,36 +288,36 @@ bool plt_ProcessWait(plt_Process* p, long long ms) {
       ReapBlocking(p);  // a failed wait leaves the status read to tell
       return true;
     }
-    const long long deadline = NowMs() + ms;
+    const long long deadline = plt_PosixNowMs() + ms;
     long long step = 1;
     for (;;) {
       if (!TryReap(p) || p->m_Reaped) return true;
-      long long left = deadline - NowMs();
+      long long left = deadline - plt_PosixNowMs();
       if (left <= 0) return false;
-      SleepMs(step < left ? step : left);
+      plt_PosixSleepMs(step < left ? step : left);
       if (step < 16) step *= 2;
     }
   }
-  const long long deadline = ms < 0 ? 0 : NowMs() + ms;
+  const long long deadline = ms < 0 ? 0 : plt_PosixNowMs() + ms;
   for (;;) {
-    long long left = ms < 0 ? -1 : deadline - NowMs();
+    long long left = ms < 0 ? -1 : deadline - plt_PosixNowMs();
     if (ms >= 0 && left < 0) left = 0;
     struct pollfd pfd = {p->m_Pidfd, POLLIN, 0};
     int rc = poll(&pfd, 1, left > INT_MAX ? INT_MAX : static_cast<int>(left));
     if (rc > 0) return true;
     if (rc < 0 && errno != EINTR) return true;  // cannot wait: let the status tell
-    if (rc == 0 && ms >= 0 && deadline - NowMs() <= 0) return false;
+    if (rc == 0 && ms >= 0 && deadline - plt_PosixNowMs() <= 0) return false;
   }
 }
 
 int plt_ProcessWaitAny(plt_Process* const* ps, int n, long long ms) {
-  if (n < 1) return Fail(EINVAL);
+  if (n < 1) return plt_PosixFail(EINVAL);
   bool polling = g_ForcePolling.load(std::memory_order_relaxed);
   for (int i = 0; i < n; ++i) {
     if (ps[i]->m_Reaped) return i;
     if (ps[i]->m_Pidfd < 0) polling = true;
   }
-  const long long deadline = ms < 0 ? 0 : NowMs() + ms;
+  const long long deadline = ms < 0 ? 0 : plt_PosixNowMs() + ms;
   if (polling) {
     long long step = 1;
     for (;;) {
@@ -345,9 +325,9 @@ int plt_ProcessWaitAny(plt_Process* const* ps, int n, long long ms) {
         if (!TryReap(ps[i])) return -1;
         if (ps[i]->m_Reaped) return i;
       }
-      long long left = ms < 0 ? 16 : deadline - NowMs();
+      long long left = ms < 0 ? 16 : deadline - plt_PosixNowMs();
       if (left <= 0) return -1;
-      SleepMs(step < left ? step : left);
+      plt_PosixSleepMs(step < left ? step : left);
       if (step < 16) step *= 2;
     }
   }
@@ -355,12 +335,12 @@ int plt_ProcessWaitAny(plt_Process* const* ps, int n, long long ms) {
   struct pollfd* pfd = local;
   if (n > 64) {
     pfd = static_cast<struct pollfd*>(mem_Malloc(sizeof(struct pollfd) * static_cast<size_t>(n)));
-    if (pfd == nullptr) return Fail(ENOMEM);
+    if (pfd == nullptr) return plt_PosixFail(ENOMEM);
   }
   for (int i = 0; i < n; ++i) pfd[i] = {ps[i]->m_Pidfd, POLLIN, 0};
   int found = -1;
   for (;;) {
-    long long left = ms < 0 ? -1 : deadline - NowMs();
+    long long left = ms < 0 ? -1 : deadline - plt_PosixNowMs();
     if (ms >= 0 && left < 0) left = 0;
     int rc = poll(pfd, static_cast<nfds_t>(n), left > INT_MAX ? INT_MAX : static_cast<int>(left));
     if (rc > 0) {
@@ -369,7 +349,7 @@ int plt_ProcessWaitAny(plt_Process* const* ps, int n, long long ms) {
       break;
     }
     if (rc < 0 && errno != EINTR) break;
-    if (rc == 0 && ms >= 0 && deadline - NowMs() <= 0) {
+    if (rc == 0 && ms >= 0 && deadline - plt_PosixNowMs() <= 0) {
       errno = ETIMEDOUT;
       break;
     }
@@ -393,7 +373,7 @@ bool plt_ProcessExitCode(plt_Process* p, int* code) {
 bool plt_ProcessKill(plt_Process* p) {
   int rc;
   if (p->m_Reaped) {
-    rc = Fail(ESRCH);
+    rc = plt_PosixFail(ESRCH);
   } else {
     bool was = p->m_Killed;
     p->m_Killed = true;
@@ -439,7 +419,7 @@ bool plt_PipeCreate(int ends[2]) {
 }
 
 int plt_PipeWrite(int fd, const void* data, int count) {
-  if (count < 0) return Fail(EINVAL);
+  if (count < 0) return plt_PosixFail(EINVAL);
   // SIGPIPE is held back on this thread for the write; one the write raised
   // is taken off again, one that was pending before is left alone.
   sigset_t pipeSet, old, pending;
@@ -467,15 +447,13 @@ int plt_PipeWrite(int fd, const void* data, int count) {
     }
   }
   pthread_sigmask(SIG_SETMASK, &old, nullptr);
-  if (error != 0) return Fail(error);
+  if (error != 0) return plt_PosixFail(error);
   return done;
 }
 
 bool plt_DescriptorValid(int fd) {
   struct stat st;
-  int rc = fstat(fd, &st);
-  if (int err = plt_FaultAfter(plt_FaultSize)) return Refuse(err);
-  return rc == 0;
+  return plt_PosixFstat(fd, &st) == 0;
 }
 
 int plt_RedirectOpen(const char* path, int stream, bool append) {
@@ -484,9 +462,7 @@ int plt_RedirectOpen(const char* path, int stream, bool append) {
     flags |= O_RDONLY;
   else
     flags |= O_WRONLY | O_CREAT | (append ? O_APPEND : O_TRUNC);
-  int fd;
-  do fd = open(path, flags, 0666);
-  while (fd < 0 && errno == EINTR);
+  int fd = plt_PosixRetry([&] { return open(path, flags, 0666); });
   if (fd >= 0 && fd < 3) {
     // The caller's own standard stream was closed: a slot below 3 would be
     // read as "the caller's own" by the spawn.
@@ -499,7 +475,7 @@ int plt_RedirectOpen(const char* path, int stream, bool append) {
   if (fd >= 0 && append) lseek(fd, 0, SEEK_END);
   if (int err = plt_FaultAfter(plt_FaultOpen)) {
     if (fd >= 0) close(fd);
-    return Fail(err);
+    return plt_PosixFail(err);
   }
   return fd;
 }
@@ -524,6 +500,6 @@ atr_String plt_ProcessApplicationDirectory() {
   return atr_String(buf, static_cast<int>(n));
 }
 
-long long plt_ProcessClockSeconds() { return NowMs() / 1000; }
+long long plt_ProcessClockSeconds() { return plt_PosixNowMs() / 1000; }
 
 void plt_ProcessForcePolling(bool force) { g_ForcePolling.store(force, std::memory_order_relaxed); }

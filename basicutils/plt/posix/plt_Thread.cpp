@@ -14,6 +14,7 @@
 #include <atomic>
 
 #include "mem/mem_Alloc.h"
+#include "plt/posix/plt_PosixCalls.h"
 
 struct plt_Thread {
   pthread_t m_Id;
@@ -77,18 +78,6 @@ void OnSuspendSignal(int) {
   errno = saved;
 }
 
-void SleepNs(long long ns) {
-  timespec t{static_cast<time_t>(ns / 1000000000LL), static_cast<long>(ns % 1000000000LL)};
-  while (nanosleep(&t, &t) != 0 && errno == EINTR) {
-  }
-}
-
-long long NowNs() {
-  timespec t;
-  clock_gettime(CLOCK_MONOTONIC, &t);
-  return t.tv_sec * 1000000000LL + t.tv_nsec;
-}
-
 }  // namespace
 
 plt_Thread* plt_ThreadStart(plt_ThreadMain main, void* arg) {
@@ -122,14 +111,7 @@ bool plt_ThreadWait(plt_Thread* t, long long milliseconds) {
   if (milliseconds < 0) {
     while (!t->m_Ended.load(std::memory_order_relaxed)) pthread_cond_wait(&t->m_Cond, &t->m_Mutex);
   } else if (milliseconds > 0 && !t->m_Ended.load(std::memory_order_relaxed)) {
-    timespec deadline;
-    clock_gettime(CLOCK_MONOTONIC, &deadline);
-    deadline.tv_sec += static_cast<time_t>(milliseconds / 1000);
-    deadline.tv_nsec += static_cast<long>(milliseconds % 1000) * 1000000L;
-    if (deadline.tv_nsec >= 1000000000L) {
-      deadline.tv_nsec -= 1000000000L;
-      ++deadline.tv_sec;
-    }
+    const timespec deadline = plt_PosixDeadlineAfter(milliseconds);
     while (!t->m_Ended.load(std::memory_order_relaxed)) {
       if (pthread_cond_timedwait(&t->m_Cond, &t->m_Mutex, &deadline) == ETIMEDOUT) break;
     }
@@ -161,10 +143,10 @@ bool plt_ThreadSuspend(plt_Thread* t) {
   if (pthread_kill(t->m_Id, SuspendSignal()) != 0) return false;
   // The handler acknowledges once it has stopped. A thread that ends first,
   // or never takes the signal, must not hold the caller up for ever.
-  const long long deadline = NowNs() + 2000000000LL;
+  const long long deadline = plt_PosixNowNs() + 2000000000LL;
   while (t->m_Acks.load(std::memory_order_acquire) == before) {
-    if (t->m_Ended.load(std::memory_order_acquire) || NowNs() > deadline) return false;
-    SleepNs(20000);
+    if (t->m_Ended.load(std::memory_order_acquire) || plt_PosixNowNs() > deadline) return false;
+    plt_PosixSleepNs(20000);
   }
   return true;
 }
@@ -213,7 +195,7 @@ void plt_SuspendSignalMask(bool block) {
 }
 
 void plt_Sleep(int milliseconds) {
-  if (milliseconds > 0) SleepNs(milliseconds * 1000000LL);
+  if (milliseconds > 0) plt_PosixSleepNs(milliseconds * 1000000LL);
 }
 
 void plt_Yield() { sched_yield(); }
