@@ -103,6 +103,17 @@ inline void WriteFile(const std::string& path, const std::string& bytes) {
   std::fclose(f);
 }
 
+inline std::string ReadFile(const std::string& path) {
+  std::string out;
+  if (FILE* f = std::fopen(path.c_str(), "rb")) {
+    char buf[4096];
+    std::size_t n;
+    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) out.append(buf, n);
+    std::fclose(f);
+  }
+  return out;
+}
+
 inline std::string Str(const atr_StringBase& s) { return std::string(s.c_str(), s.Length()); }
 
 }  // namespace vnkfuzz

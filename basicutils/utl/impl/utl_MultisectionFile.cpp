@@ -469,7 +469,11 @@ void utl_MultisectionFile::saveChanges() {
       const Section& s = m_Sections.ConstGet(i);
       out.PutU32(static_cast<std::uint32_t>(s.m_Name.Length()));
       out.Put(s.m_Name.c_str(), s.m_Name.Length());
-      out.PutU32(static_cast<std::uint32_t>(s.m_PendingData ? s.m_PendingLength : s.m_StoredLength));
+      // A damaged directory may state a negative length. Step 5 copies no
+      // data for it, so the new directory says 0: a negative length there
+      // would send readers of every later section to the wrong offset.
+      const int length = s.m_PendingData ? s.m_PendingLength : s.m_StoredLength > 0 ? s.m_StoredLength : 0;
+      out.PutU32(static_cast<std::uint32_t>(length));
       out.PutU32(s.m_Checksum);
       at += 12 + s.m_Name.Length();
     }
