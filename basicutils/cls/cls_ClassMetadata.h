@@ -104,6 +104,15 @@ struct VNKUTI_BASIC_API cls_FieldHandle {
   cls_FieldHandle(const char* name, int fieldID) : m_FieldID(fieldID), m_FieldName(name) {}
 };
 
+// A field's name and ID as constant data, for a class's table of its fields:
+// a constexpr cls_FieldName at namespace scope has no dynamic initializer, and
+// it becomes a cls_FieldHandle wherever one is needed.
+struct cls_FieldName {
+  const char* m_Name;
+  int m_ID;
+  operator cls_FieldHandle() const { return cls_FieldHandle(m_Name, m_ID); }
+};
+
 // One persistent attribute of a class. The default entry (answered for an
 // absent name) has field ID -1, an empty name and kinds 0.
 struct VNKUTI_BASIC_API cls_AttributeMetadata {

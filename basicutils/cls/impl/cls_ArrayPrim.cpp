@@ -279,7 +279,7 @@ void cls_ArrayPrimMetadata::InitializeSimpleArray(cls_ClassRegistrar& r) {
 
 void cls_ArrayPrimMetadata::Initialize2dArray(cls_ClassRegistrar& r) {
   r.AddClassMD(new ArrayMetadata("cls_2dArrayPrim", 0x230004, &Construct2d))
-      .AddAttribute(cls_FieldHandle("columns", 1), cls_AttrInt, 1, cls_CollNone)
+      .AddAttribute(ColumnsField(), cls_AttrInt, 1, cls_CollNone)
       .AddAttribute(cls_ArrayPrimBase::DataField(), cls_AttrCollection, 1, cls_CollList);
 }
 

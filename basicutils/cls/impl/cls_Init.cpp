@@ -51,6 +51,11 @@ void cls_finalize(int& count) {
 
 // ================================================== string exchange types
 
+namespace {
+constexpr cls_FieldName kString{"STRING", 0};
+constexpr cls_FieldName kTrString{"TRSTRING", 0};
+}  // namespace
+
 template class cls_AbsTypeAdapter<cls_xpString>;
 template class cls_TypeAdapter<cls_xpString>;
 template class cls_AbsTypeAdapter<cls_xpTrString>;
@@ -58,33 +63,33 @@ template class cls_TypeAdapter<cls_xpTrString>;
 
 // The identity is read first: the store names the object before its text.
 cls_xpString::cls_xpString(const cls_ReadVisitor& v) : m_Uid(v.GetUid()) {
-  m_Value = v.Read(cls_FieldHandle("STRING", 0), cow_String());
+  m_Value = v.Read(kString, cow_String());
 }
 
 cls_xpString::~cls_xpString() = default;
 
 void cls_xpString::DBWrite(const cls_WriteVisitor& v) const {
   if (!v.StartWrite(TypeId(), m_Uid)) return;
-  v.Write(cls_FieldHandle("STRING", 0), m_Value);
+  v.Write(kString, m_Value);
 }
 
 void cls_xpString::InitializeMetadata(cls_ClassRegistrar& r) {
   r.AddClassMD(new cls_TypeAdapter<cls_xpString>("cow_String", 800, 1))
-      .AddAttribute(cls_FieldHandle("STRING", 0), cls_AttrString, 1, cls_CollNone);
+      .AddAttribute(kString, cls_AttrString, 1, cls_CollNone);
 }
 
 cls_xpTrString::cls_xpTrString(const cls_ReadVisitor& v) : m_Uid(v.GetUid()) {
-  m_Value = v.Read(cls_FieldHandle("TRSTRING", 0), atr_String());
+  m_Value = v.Read(kTrString, atr_String());
 }
 
 cls_xpTrString::~cls_xpTrString() = default;
 
 void cls_xpTrString::DBWrite(const cls_WriteVisitor& v) const {
   if (!v.StartWrite(TypeId(), m_Uid)) return;
-  v.Write(cls_FieldHandle("TRSTRING", 0), m_Value);
+  v.Write(kTrString, m_Value);
 }
 
 void cls_xpTrString::InitializeMetadata(cls_ClassRegistrar& r) {
   r.AddClassMD(new cls_TypeAdapter<cls_xpTrString>("atr_String", 800, 1))
-      .AddAttribute(cls_FieldHandle("TRSTRING", 0), cls_AttrString, 1, cls_CollNone);
+      .AddAttribute(kTrString, cls_AttrString, 1, cls_CollNone);
 }

@@ -34,23 +34,15 @@ namespace {
 
 constexpr int kVersion = 800;
 
-// A field's name and ID as constant data; it becomes a cls_FieldHandle where
-// one is needed (no namespace-scope object with a dynamic initializer).
-struct FieldName {
-  const char* m_Name;
-  int m_ID;
-  operator cls_FieldHandle() const { return cls_FieldHandle(m_Name, m_ID); }
-};
-
-constexpr FieldName kFromFile{"m_FromFile", 0};
-constexpr FieldName kFromLine{"m_FromLine", 1};
-constexpr FieldName kValue{"m_Value", 0};
-constexpr FieldName kExitMsg{"m_Value.m_Msg", 0};
-constexpr FieldName kExitErr{"m_Value.m_Err", 1};
-constexpr FieldName kNativeCode{"m_Value.m_NativeErrorCode", 0};
-constexpr FieldName kCrtCode{"m_Value.m_CRTErrorCode", 1};
-constexpr FieldName kMsg{"m_Msg", 0};
-constexpr FieldName kErr{"m_Err", 1};
+constexpr cls_FieldName kFromFile{"m_FromFile", 0};
+constexpr cls_FieldName kFromLine{"m_FromLine", 1};
+constexpr cls_FieldName kValue{"m_Value", 0};
+constexpr cls_FieldName kExitMsg{"m_Value.m_Msg", 0};
+constexpr cls_FieldName kExitErr{"m_Value.m_Err", 1};
+constexpr cls_FieldName kNativeCode{"m_Value.m_NativeErrorCode", 0};
+constexpr cls_FieldName kCrtCode{"m_Value.m_CRTErrorCode", 1};
+constexpr cls_FieldName kMsg{"m_Msg", 0};
+constexpr cls_FieldName kErr{"m_Err", 1};
 
 // Writes the nex_Exception part of an object through a base visitor.
 void WriteBase(const nex_Exception& e, const cls_WriteVisitor& v) {

@@ -17,40 +17,43 @@ namespace {
 
 constexpr int kCoordContVersion = 203;
 
-cls_FieldHandle NumCoord() { return cls_FieldHandle("numCoord", 0); }
-cls_FieldHandle TempCoord() { return cls_FieldHandle("tempCoord", 1); }
+constexpr cls_FieldName kX{"x", 0};
+constexpr cls_FieldName kY{"y", 1};
+constexpr cls_FieldName kZ{"z", 2};
+constexpr cls_FieldName kNumCoord{"numCoord", 0};
+constexpr cls_FieldName kTempCoord{"tempCoord", 1};
 
 }  // namespace
 
 // ============================================================ coordinate
 
 uti_Coord3D::uti_Coord3D(const cls_ReadVisitor& v)
-    : m_X(v.Read(cls_FieldHandle("x", 0), 0.0f)),
-      m_Y(v.Read(cls_FieldHandle("y", 1), 0.0f)),
-      m_Z(v.Read(cls_FieldHandle("z", 2), 0.0f)) {}
+    : m_X(v.Read(kX, 0.0f)),
+      m_Y(v.Read(kY, 0.0f)),
+      m_Z(v.Read(kZ, 0.0f)) {}
 
 void uti_Coord3D::DBWrite(const cls_WriteVisitor& v) const {
   // A value has no identity of its own: the thread's empty uid stands in.
   if (!v.StartWrite(TypeId(), cls_Static::Instance().ConstUid())) return;
-  v.Write(cls_FieldHandle("x", 0), m_X);
-  v.Write(cls_FieldHandle("y", 1), m_Y);
-  v.Write(cls_FieldHandle("z", 2), m_Z);
+  v.Write(kX, m_X);
+  v.Write(kY, m_Y);
+  v.Write(kZ, m_Z);
 }
 
 void* uti_Coord3D::Construct(cls_ReadVisitor& v) { return new uti_Coord3D(v); }
 
 void uti_Coord3D::InitializeMetadata(cls_ClassRegistrar& r) {
   r.CreateClassMD("uti_Coord3D", TypeId(), 1, &Construct, 1)
-      .AddAttribute(cls_FieldHandle("x", 0), cls_AttrFloat, 1, cls_CollNone)
-      .AddAttribute(cls_FieldHandle("y", 1), cls_AttrFloat, 1, cls_CollNone)
-      .AddAttribute(cls_FieldHandle("z", 2), cls_AttrFloat, 1, cls_CollNone);
+      .AddAttribute(kX, cls_AttrFloat, 1, cls_CollNone)
+      .AddAttribute(kY, cls_AttrFloat, 1, cls_CollNone)
+      .AddAttribute(kZ, cls_AttrFloat, 1, cls_CollNone);
 }
 
 // ============================================================= container
 
 uti_CoordCont3D::uti_CoordCont3D(const cls_ReadVisitor& v) : m_Uid(v.GetUid()) {
-  int n = v.Read(NumCoord(), 0);
-  cls_ReadVisitor array(v, TempCoord());
+  int n = v.Read(kNumCoord, 0);
+  cls_ReadVisitor array(v, kTempCoord);
   const cls_SimpleArrayPrim<float> data(array, nullptr);
   const int available = data.Size() / 3;
   if (n > available) n = available;
@@ -62,7 +65,7 @@ uti_CoordCont3D::~uti_CoordCont3D() = default;
 
 void uti_CoordCont3D::DBWrite(const cls_WriteVisitor& v) const {
   if (!v.StartWrite(TypeId(), m_Uid)) return;
-  v.Write(NumCoord(), m_Coords.Count());
+  v.Write(kNumCoord, m_Coords.Count());
   // The coordinates as x, y, z triples in an array object of its own, with
   // the container's identity.
   cls_SimpleArrayPrim<float> array(m_Uid, 3 * m_Coords.Count());
@@ -72,7 +75,7 @@ void uti_CoordCont3D::DBWrite(const cls_WriteVisitor& v) const {
     xyz[1] = it.Current().Y();
     xyz[2] = it.Current().Z();
   }
-  cls_WriteObject(v, TempCoord(), array);
+  cls_WriteObject(v, kTempCoord, array);
 }
 
 void* uti_CoordCont3D::Construct(cls_ReadVisitor& v) { return new uti_CoordCont3D(v); }
@@ -87,6 +90,6 @@ void uti_CoordCont3D::DeleteRep(cls_IntCOW* rep) {
 void uti_CoordCont3D::InitializeMetadata(cls_ClassRegistrar& r) {
   r.CreateClassMD("uti_CoordCont3D", TypeId(), kCoordContVersion, &Construct, 1)
       .AddDtor(&DeleteRep)
-      .AddAttribute(NumCoord(), cls_AttributeType(5), 1, cls_CollNone)
-      .AddAttribute(TempCoord(), cls_AttributeType(15), cls_SimpleArrayPrim<float>::TypeId(), cls_CollectionType(53));
+      .AddAttribute(kNumCoord, cls_AttributeType(5), 1, cls_CollNone)
+      .AddAttribute(kTempCoord, cls_AttributeType(15), cls_SimpleArrayPrim<float>::TypeId(), cls_CollectionType(53));
 }

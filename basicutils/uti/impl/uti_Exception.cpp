@@ -36,18 +36,10 @@ namespace {
 
 constexpr int kVersion = 800;
 
-// A field's name and ID as constant data (no namespace-scope object with a
-// dynamic initializer); it becomes a cls_FieldHandle where one is needed.
-struct FieldName {
-  const char* m_Name;
-  int m_ID;
-  operator cls_FieldHandle() const { return cls_FieldHandle(m_Name, m_ID); }
-};
-
-constexpr FieldName kFunction{"m_Function", 0};
-constexpr FieldName kErrorNo{"m_ErrorNo", 1};
-constexpr FieldName kFuncData{"m_FuncData", 2};
-constexpr FieldName kValue{"m_Value", 0};
+constexpr cls_FieldName kFunction{"m_Function", 0};
+constexpr cls_FieldName kErrorNo{"m_ErrorNo", 1};
+constexpr cls_FieldName kFuncData{"m_FuncData", 2};
+constexpr cls_FieldName kValue{"m_Value", 0};
 
 // Writes the nex_CommandException part (and through it the nex_Exception
 // part) of e through a base visitor.
