@@ -127,22 +127,11 @@ class omi_Btree : public mem_AllocationOperators {
   // Takes key out; false when it was absent.
   bool Remove(const K& key) {
     omi_BtreeLink** path[omi_BtreeUtils::MaxDepth];
-    int depth = 0;
-    path[0] = &m_Root;
-    while (*path[depth] != nullptr) {
-      Node* n = static_cast<Node*>(*path[depth]);
-      if (key < n->m_Key) {
-        path[depth + 1] = &n->m_Left;
-      } else if (n->m_Key < key) {
-        path[depth + 1] = &n->m_Right;
-      } else {
-        delete static_cast<Node*>(omi_BtreeUtils::Unlink(path, depth));
-        --m_Count;
-        return true;
-      }
-      ++depth;
-    }
-    return false;
+    const int depth = Descend(key, path);
+    if (*path[depth] == nullptr) return false;
+    delete static_cast<Node*>(omi_BtreeUtils::Unlink(path, depth));
+    --m_Count;
+    return true;
   }
   void Clear() {
     Destroy(m_Root);
@@ -179,8 +168,10 @@ class omi_Btree : public mem_AllocationOperators {
     return nullptr;
   }
 
-  V& Place(const K& key, const V& value, bool replace, bool& added) {
-    omi_BtreeLink** path[omi_BtreeUtils::MaxDepth];
+  // Records in path the links from the root down to key's place and answers
+  // the depth of the last: *path[depth] is key's node, or null where key
+  // would go. path has room for MaxDepth slots.
+  int Descend(const K& key, omi_BtreeLink** path[]) {
     int depth = 0;
     path[0] = &m_Root;
     while (*path[depth] != nullptr) {
@@ -190,10 +181,20 @@ class omi_Btree : public mem_AllocationOperators {
       } else if (n->m_Key < key) {
         path[depth + 1] = &n->m_Right;
       } else {
-        if (replace) n->m_Value = value;
-        return n->m_Value;
+        break;
       }
       ++depth;
+    }
+    return depth;
+  }
+
+  V& Place(const K& key, const V& value, bool replace, bool& added) {
+    omi_BtreeLink** path[omi_BtreeUtils::MaxDepth];
+    const int depth = Descend(key, path);
+    if (*path[depth] != nullptr) {
+      Node* n = static_cast<Node*>(*path[depth]);
+      if (replace) n->m_Value = value;
+      return n->m_Value;
     }
     Node* fresh = new Node(key, value);
     *path[depth] = fresh;
