@@ -112,47 +112,36 @@ atr_String uti_InterruptedException::Text() const {
   return CaseText(m_Value, kTexts, 3);
 }
 
-#define UTI_CODE_PERSISTENCE(Class)                                                     \
-  Class::~Class() = default;                                                            \
-  Class::Class(const cls_ReadVisitor& v)                                                \
-      : nex_CommandException(cls_ReadVisitor(v)), m_Value(v.Read(kValue, 0)) {          \
-    m_Uid = v.GetUid();                                                                 \
-  }                                                                                     \
-  void Class::DBWrite(const cls_WriteVisitor& v) const {                                \
-    if (!v.StartWrite(TypeId(), m_Uid)) return;                                         \
-    WriteBase(*this, v);                                                                \
-    v.Write(kValue, m_Value);                                                           \
-  }                                                                                     \
-  void Class::InitializeMetadata(cls_ClassRegistrar& r) {                               \
-    AddConcrete<Class>(r, #Class).AddAttribute(kValue, cls_AttrInt, 1, cls_CollNone);   \
+// The classes whose own part is m_Value alone: absent is what a read answers
+// when the field is missing, attr the field's stored kind.
+#define UTI_VALUE_PERSISTENCE(Class, absent, attr)                                  \
+  Class::~Class() = default;                                                        \
+  Class::Class(const cls_ReadVisitor& v)                                            \
+      : nex_CommandException(cls_ReadVisitor(v)), m_Value(v.Read(kValue, absent)) { \
+    m_Uid = v.GetUid();                                                             \
+  }                                                                                 \
+  void Class::DBWrite(const cls_WriteVisitor& v) const {                            \
+    if (!v.StartWrite(TypeId(), m_Uid)) return;                                     \
+    WriteBase(*this, v);                                                            \
+    v.Write(kValue, m_Value);                                                       \
+  }                                                                                 \
+  void Class::InitializeMetadata(cls_ClassRegistrar& r) {                           \
+    AddConcrete<Class>(r, #Class).AddAttribute(kValue, attr, 1, cls_CollNone);      \
   }
 
-UTI_CODE_PERSISTENCE(uti_CmdFailedException)
-UTI_CODE_PERSISTENCE(uti_InterruptedException)
-#undef UTI_CODE_PERSISTENCE
+UTI_VALUE_PERSISTENCE(uti_CmdFailedException, 0, cls_AttrInt)
+UTI_VALUE_PERSISTENCE(uti_InterruptedException, 0, cls_AttrInt)
 
 // ============================================================ message ones
 
-#define UTI_MESSAGE_PERSISTENCE(Class, Type)                                              \
-  Class::~Class() = default;                                                              \
-  cow_String Class::PythonType() const { return cow_String(Type); }                       \
-  Class::Class(const cls_ReadVisitor& v)                                                  \
-      : nex_CommandException(cls_ReadVisitor(v)), m_Value(v.Read(kValue, cow_String())) { \
-    m_Uid = v.GetUid();                                                                   \
-  }                                                                                       \
-  void Class::DBWrite(const cls_WriteVisitor& v) const {                                  \
-    if (!v.StartWrite(TypeId(), m_Uid)) return;                                           \
-    WriteBase(*this, v);                                                                  \
-    v.Write(kValue, m_Value);                                                             \
-  }                                                                                       \
-  void Class::InitializeMetadata(cls_ClassRegistrar& r) {                                 \
-    AddConcrete<Class>(r, #Class).AddAttribute(kValue, cls_AttrString, 1, cls_CollNone);  \
-  }
+UTI_VALUE_PERSISTENCE(uti_OdmException, cow_String(), cls_AttrString)
+UTI_VALUE_PERSISTENCE(uti_XypException, cow_String(), cls_AttrString)
+UTI_VALUE_PERSISTENCE(uti_PreCheckFileException, cow_String(), cls_AttrString)
+#undef UTI_VALUE_PERSISTENCE
 
-UTI_MESSAGE_PERSISTENCE(uti_OdmException, "uti_Odm")
-UTI_MESSAGE_PERSISTENCE(uti_XypException, "uti_Xyp")
-UTI_MESSAGE_PERSISTENCE(uti_PreCheckFileException, "uti_PreCheckFile")
-#undef UTI_MESSAGE_PERSISTENCE
+cow_String uti_OdmException::PythonType() const { return cow_String("uti_Odm"); }
+cow_String uti_XypException::PythonType() const { return cow_String("uti_Xyp"); }
+cow_String uti_PreCheckFileException::PythonType() const { return cow_String("uti_PreCheckFile"); }
 
 // ============================================================ PATH search
 
