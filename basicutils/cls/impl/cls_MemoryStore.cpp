@@ -401,21 +401,26 @@ class MemWrite final : public cls_MementoWrite {
     return new MemMapObjWriter<cls_WriteMapString2Obj, cow_String>(Coll(f, cls_MemMapString, cls_MemObj));
   }
 
+// The kinds of list and of map of primitives a memento makes, listed once so
+// that the writer and the reader serve the same set: Each is applied to each
+// element type (T, Name) or key and value type (KeyName, K, T, Name).
+#define CLS_MEM_LIST_KINDS(Each)                                                          \
+  Each(bool, Bool) Each(cow_String, String) Each(float, Float) Each(double, Double)       \
+  Each(unsigned int, Uint) Each(int, Int) Each(unsigned short, Ushort) Each(short, Short) \
+  Each(unsigned char, Uchar) Each(char, Char) Each(long long, LongLong)
+#define CLS_MEM_MAP_VALUES(Each, KeyName, K)                                                 \
+  Each(KeyName, K, unsigned int, Uint) Each(KeyName, K, cow_String, String)                  \
+  Each(KeyName, K, int, Int) Each(KeyName, K, float, Float) Each(KeyName, K, double, Double)
+#define CLS_MEM_MAP_KINDS(Each)                \
+  CLS_MEM_MAP_VALUES(Each, Int, int)           \
+  CLS_MEM_MAP_VALUES(Each, Uint, unsigned int) \
+  CLS_MEM_MAP_VALUES(Each, String, cow_String)
+
 #define CLS_MEM_LIST_WRITER(T, Name)                                                         \
   cls_WriteListPrim<T>* MakeWriteList##Name(const cls_FieldHandle& f, int count) override { \
     return new MemListWriter<T>(Coll(f, cls_MemList, Kind<T>()), count);                    \
   }
-  CLS_MEM_LIST_WRITER(bool, Bool)
-  CLS_MEM_LIST_WRITER(cow_String, String)
-  CLS_MEM_LIST_WRITER(float, Float)
-  CLS_MEM_LIST_WRITER(double, Double)
-  CLS_MEM_LIST_WRITER(unsigned int, Uint)
-  CLS_MEM_LIST_WRITER(int, Int)
-  CLS_MEM_LIST_WRITER(unsigned short, Ushort)
-  CLS_MEM_LIST_WRITER(short, Short)
-  CLS_MEM_LIST_WRITER(unsigned char, Uchar)
-  CLS_MEM_LIST_WRITER(char, Char)
-  CLS_MEM_LIST_WRITER(long long, LongLong)
+  CLS_MEM_LIST_KINDS(CLS_MEM_LIST_WRITER)
 #undef CLS_MEM_LIST_WRITER
 
 #define CLS_MEM_MAP_WRITER(KeyName, K, T, Name)                                                            \
@@ -423,16 +428,7 @@ class MemWrite final : public cls_MementoWrite {
     return new MemMapWriter<cls_WriteMap##KeyName##2Prim<T>, K, T>(                                         \
         Coll(f, ShapeOf(static_cast<K*>(nullptr)), Kind<T>()));                                             \
   }
-#define CLS_MEM_MAP_WRITERS(KeyName, K)                  \
-  CLS_MEM_MAP_WRITER(KeyName, K, unsigned int, Uint)     \
-  CLS_MEM_MAP_WRITER(KeyName, K, cow_String, String)     \
-  CLS_MEM_MAP_WRITER(KeyName, K, int, Int)               \
-  CLS_MEM_MAP_WRITER(KeyName, K, float, Float)           \
-  CLS_MEM_MAP_WRITER(KeyName, K, double, Double)
-  CLS_MEM_MAP_WRITERS(Int, int)
-  CLS_MEM_MAP_WRITERS(Uint, unsigned int)
-  CLS_MEM_MAP_WRITERS(String, cow_String)
-#undef CLS_MEM_MAP_WRITERS
+  CLS_MEM_MAP_KINDS(CLS_MEM_MAP_WRITER)
 #undef CLS_MEM_MAP_WRITER
 
   cls_WriteIntTableInt* MakeWriteIntTableInt(const cls_FieldHandle& f, int) override {
@@ -522,17 +518,7 @@ class MemRead final : public cls_MementoRead {
     const cls_MemCollection* c = Coll(f, cls_MemList);                          \
     return c ? new MemListReader<T>(*c) : nullptr;                              \
   }
-  CLS_MEM_LIST_READER(bool, Bool)
-  CLS_MEM_LIST_READER(cow_String, String)
-  CLS_MEM_LIST_READER(float, Float)
-  CLS_MEM_LIST_READER(double, Double)
-  CLS_MEM_LIST_READER(unsigned int, Uint)
-  CLS_MEM_LIST_READER(int, Int)
-  CLS_MEM_LIST_READER(unsigned short, Ushort)
-  CLS_MEM_LIST_READER(short, Short)
-  CLS_MEM_LIST_READER(unsigned char, Uchar)
-  CLS_MEM_LIST_READER(char, Char)
-  CLS_MEM_LIST_READER(long long, LongLong)
+  CLS_MEM_LIST_KINDS(CLS_MEM_LIST_READER)
 #undef CLS_MEM_LIST_READER
 
 #define CLS_MEM_MAP_READER(KeyName, K, T, Name)                                                     \
@@ -540,17 +526,11 @@ class MemRead final : public cls_MementoRead {
     const cls_MemCollection* c = Coll(f, ShapeOf(static_cast<K*>(nullptr)));                         \
     return c ? new MemMapReader<cls_ReadMap##KeyName##2Prim<T>, K, T>(*c) : nullptr;                 \
   }
-#define CLS_MEM_MAP_READERS(KeyName, K)                  \
-  CLS_MEM_MAP_READER(KeyName, K, unsigned int, Uint)     \
-  CLS_MEM_MAP_READER(KeyName, K, cow_String, String)     \
-  CLS_MEM_MAP_READER(KeyName, K, int, Int)               \
-  CLS_MEM_MAP_READER(KeyName, K, float, Float)           \
-  CLS_MEM_MAP_READER(KeyName, K, double, Double)
-  CLS_MEM_MAP_READERS(Int, int)
-  CLS_MEM_MAP_READERS(Uint, unsigned int)
-  CLS_MEM_MAP_READERS(String, cow_String)
-#undef CLS_MEM_MAP_READERS
+  CLS_MEM_MAP_KINDS(CLS_MEM_MAP_READER)
 #undef CLS_MEM_MAP_READER
+#undef CLS_MEM_MAP_KINDS
+#undef CLS_MEM_MAP_VALUES
+#undef CLS_MEM_LIST_KINDS
 
   cls_ReadIntTableInt* MakeReadIntTableInt(const cls_FieldHandle& f) override {
     const cls_MemCollection* c = Coll(f, cls_MemIntTable);
