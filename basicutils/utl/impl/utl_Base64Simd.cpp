@@ -12,16 +12,7 @@
 
 #if defined(UTL_BASE64_HAVE_X86)
 
-// GCC 12 reports the intrinsics' own _mm512_undefined_* values as maybe
-// uninitialized once they are inlined; the warning belongs to the header.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#include <immintrin.h>
-#pragma GCC diagnostic pop
-#else
-#include <immintrin.h>
-#endif
+#include "utl/impl/utl_Immintrin.h"
 
 #define UTL_TARGET_AVX2 __attribute__((target("avx2")))
 #define UTL_TARGET_AVX512 __attribute__((target("avx2,avx512f,avx512bw,avx512vl,avx512vbmi")))

@@ -18,16 +18,7 @@
 
 #if defined(UTL_CRC32_HAVE_CLMUL)
 
-// GCC 12 reports the intrinsics' own _mm512_undefined_* values as maybe
-// uninitialized once they are inlined; the warning belongs to the header.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#include <immintrin.h>
-#pragma GCC diagnostic pop
-#else
-#include <immintrin.h>
-#endif
+#include "utl/impl/utl_Immintrin.h"
 
 namespace utl_crc32_impl {
 namespace {
