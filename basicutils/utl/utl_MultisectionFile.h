@@ -98,15 +98,45 @@ class VNKUTI_BASIC_API utl_MultisectionFile : public mem_AllocationOperators {
   // raises "Data corrupted in section" before any memory is taken. The name
   // must be present (hasSection).
   cow_String SectionData(const cow_String& name);
-  // Writes the section's bytes to out at its position, in pieces, with the
-  // CRC checked over them; a mismatch raises "Data corrupted in section"
-  // after the pieces are written, so out must be one the caller can discard
-  // (utl_FileReplace). The name must be present.
+  // Receives a section's bytes piece by piece; may raise.
+  class VNKUTI_BASIC_API SectionSink {
+   public:
+    virtual void Put(const char* data, int count) = 0;
+
+   protected:
+    ~SectionSink() = default;
+  };
+  // Hands the section's bytes to out in pieces of at most 1 MiB, with the CRC
+  // checked over them; a mismatch raises "Data corrupted in section" after
+  // the pieces are out, so out must be one the caller can discard
+  // (utl_FileReplace) or check first (a pass with a sink that drops them).
+  // The name must be present.
+  void CopySectionTo(const cow_String& name, SectionSink& out);
+  // The same into out at its position.
   void CopySectionTo(const cow_String& name, utl_File& out);
   // As setSectionData, but keeps data itself instead of a copy: data comes
   // from mem_Malloc (at least one byte) and belongs to this object from the
   // call on, also when the call raises.
   void AdoptSectionData(const cow_String& name, char* data, int length);
+
+  // Gives a section's new value piece by piece; may raise.
+  class VNKUTI_BASIC_API SectionSource {
+   public:
+    // Up to count bytes into buf; 0 at the end.
+    virtual int Get(char* buf, int count) = 0;
+
+   protected:
+    ~SectionSource() = default;
+  };
+  // Makes the next saveChanges read the section's value from source, to its
+  // end, straight into the staging file (no copy of it is held in memory);
+  // the section is added at the end when new, and its length and CRC are
+  // those of the bytes read. source must live until that save, which reads
+  // it once: a save that fails leaves the section with its old value. Until
+  // then the section reads as before (a new one as empty); a later
+  // setSectionData replaces the source. A value longer than 2 GiB - 1 byte
+  // fails the save with "Section \"<name>\" is too long".
+  void SetSectionSource(const cow_String& name, SectionSource& source);
   // Drops the first section of that name, with any pending value, from the
   // directory; the next saveChanges writes the file without it (the other
   // sections keep their order). false when there is none.
@@ -166,12 +196,16 @@ class VNKUTI_BASIC_API utl_MultisectionFile : public mem_AllocationOperators {
     char* m_PendingData = nullptr;  // a value set and not yet saved; owned
     int m_PendingLength = 0;
     std::uint32_t m_Checksum = 0;  // CRC of the current value
+    SectionSource* m_Source = nullptr;  // the next save reads the value from it
   };
 
   void LoadDirectory();
   int Find(const cow_String& name) const;  // -1 when absent
   // A stored section the file can hold where the directory places it.
   bool StoredInFile(int i) const;
+  // Step 5 of a save for a value from a source: its bytes into to, its
+  // length and CRC into s. Answers the length.
+  long long Stream(Section& s, utl_File& to, unsigned char* buffer);
   [[noreturn]] void Fail(const char* message, const cow_String* argument = nullptr) const;
 
   utl_File m_File;

@@ -66,6 +66,19 @@ TEST_F(MsfTool, BinarySectionsRoundTripThroughEveryPath) {
   EXPECT_EQ(Tool({"msf", "verify", file}).status, 0);
 }
 
+TEST_F(MsfTool, LargeSectionsReachStandardOutputOnlyWhenTheyCheck) {
+  const std::string big = AllBytes(17 << 20);  // beyond what get holds in memory
+  ASSERT_EQ(Put("big", big).status, 0);
+  EXPECT_TRUE(Tool({"msf", "get", file, "big"}).out == big);
+  std::string bad = ReadFile(file);
+  bad[bad.size() - 3] ^= 0x40;
+  WriteFile(file, bad);
+  Result r = Tool({"msf", "get", file, "big"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.out.size(), 0u);
+  EXPECT_EQ(r.err, "\"" + file + "\": Data corrupted in section \"big\"\n");
+}
+
 TEST_F(MsfTool, NamesThatNeedEscapes) {
   ASSERT_EQ(Put("tab\there\\", "1").status, 0);
   ASSERT_EQ(Put("\xc3\xa9\xff\"", "2").status, 0);

@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <sstream>
@@ -64,6 +66,52 @@ TEST_F(SectionOps, HostileDirectoryIsRefusedBeforeMemoryIsTaken) {
   EXPECT_FALSE(negative.IsSectionIntact(0));
   EXPECT_FALSE(negative.IsSectionIntact(1));
   EXPECT_EQ(Error([&] { negative.SectionData("g"); }), "\"" + path + "\": Data corrupted in section \"g\"");
+}
+
+// Gives its text in pieces of three bytes, or raises after `failAfter` calls.
+struct Source final : utl_MultisectionFile::SectionSource {
+  std::string m_Text;
+  int m_FailAfter = -1;
+  std::size_t m_At = 0;
+  int Get(char* buf, int count) override {
+    if (m_FailAfter-- == 0) nex_TextException("source broke").Throw("tests/utl_msf", __LINE__);
+    int n = static_cast<int>(std::min<std::size_t>({m_Text.size() - m_At, 3, static_cast<std::size_t>(count)}));
+    std::memcpy(buf, m_Text.data() + m_At, n);
+    m_At += n;
+    return n;
+  }
+};
+
+TEST_F(SectionOps, SourcesAreStreamedIntoTheSaveOrLeaveTheOldValue) {
+  Save({{"a", "alpha"}, {"b", "bravo"}});
+  const std::string before = ReadAll(path);
+  {
+    Source broken;
+    broken.m_Text = "never stored";
+    broken.m_FailAfter = 2;
+    utl_MultisectionFile f(P(), utl_FileUpdate);
+    f.SetSectionSource("a", broken);
+    EXPECT_EQ(S(f.SectionData("a")), "alpha");  // the old value until the save
+    EXPECT_EQ(Error([&] { f.saveChanges(); }), "source broke");
+  }
+  EXPECT_EQ(ReadAll(path), before);
+  Source fresh, replaced;
+  fresh.m_Text = "a value of several pieces";
+  replaced.m_Text = "not used";
+  {
+    utl_MultisectionFile f(P(), utl_FileUpdate);
+    f.SetSectionSource("b", replaced);
+    f.setSectionData("b", "set", 3);  // a later value replaces the source
+    f.SetSectionSource("c", fresh);
+    EXPECT_EQ(S(f.SectionData("c")), "");  // new: empty until the save
+    f.saveChanges();
+  }
+  EXPECT_EQ(replaced.m_At, 0u);
+  auto check = utl_MultisectionFile::CheckImage(P());
+  EXPECT_TRUE(check.Complete());
+  utl_MultisectionFile back(P(), utl_FileRead);
+  EXPECT_EQ(S(back.SectionData("a")) + S(back.SectionData("b")) + S(back.SectionData("c")),
+            "alphaseta value of several pieces");
 }
 
 TEST_F(SectionOps, ImagesCheckedAndStagingFilesFound) {

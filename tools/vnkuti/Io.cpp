@@ -89,6 +89,23 @@ void ReadInput(const cow_String& path, Bytes& into) {
   into.m_Length = static_cast<int>(length);
 }
 
+InputSource::InputSource(const cow_String& path) : m_Stdin(path.IsEmpty() || path == "-") {
+  // Opened now, so that a missing input fails before anything else happens.
+  if (!m_Stdin) m_File.Open(path, utl_FileRead, utl_ShareDefault);
+}
+
+int InputSource::Get(char* buf, int count) {
+  if (!m_Stdin) return m_File.Read(buf, count);
+  std::size_t got = std::fread(buf, 1, static_cast<std::size_t>(count), stdin);
+  if (got == 0 && std::ferror(stdin)) VNKUTI_FAIL("*** Error: Read failed (standard input)");
+  return static_cast<int>(got);
+}
+
+void StdoutSink::Put(const char* data, int count) {
+  if (std::fwrite(data, 1, static_cast<std::size_t>(count), stdout) != static_cast<std::size_t>(count))
+    VNKUTI_FAIL("*** Error: Write failed (standard output)");
+}
+
 void WriteStdout(const char* data, std::size_t length) {
   if (length > 0 && std::fwrite(data, 1, length, stdout) != length) VNKUTI_FAIL("*** Error: Write failed (standard output)");
   if (std::fflush(stdout) != 0) VNKUTI_FAIL("*** Error: Write failed (standard output)");

@@ -23,6 +23,9 @@ namespace {
 
 const char kTopic[] = "msf";
 const char kLockText[] = "Cannot create the lock file.";
+// Sections up to this size go to standard output from memory, in one pass;
+// larger ones in two passes over the file, so memory stays small.
+constexpr int kHeldSection = 16 << 20;
 
 // In builds with tests, VNKUTI_TOOL_SAVE_STOP=N (1 to 8) ends the process
 // just before step N of the next save, as a crash there would: the tests of
@@ -119,10 +122,20 @@ int Get(const Words& words) {
     utl_FileReplace out(outPath);
     file.CopySectionTo(section, out.File());
     out.Commit();
-  } else {
+  } else if (file.getSectionLength(section) <= kHeldSection) {
     // Standard output cannot take bytes back, so the whole section is read
     // and checked before the first byte goes out.
     WriteStdout(file.SectionData(section));
+  } else {
+    // Too large to hold: a first pass checks the CRC, a second sends the
+    // bytes (and checks again, for a writer that raced in between).
+    struct Drop final : utl_MultisectionFile::SectionSink {
+      void Put(const char*, int) override {}
+    } drop;
+    file.CopySectionTo(section, drop);
+    StdoutSink out;
+    file.CopySectionTo(section, out);
+    WriteStdout(nullptr, 0);  // flushes
   }
   return ExitOk;
 }
@@ -134,13 +147,11 @@ int Put(const Words& words) {
   o.ExpectPositional(2, "FILE and SECTION");
   const cow_String& path = o.Positional()[0];
   const cow_String& section = o.Positional()[1];
-  // The input is read before the lock is taken, so that a slow pipe does not
-  // keep other writers out.
-  Bytes input;
-  ReadInput(o.Value("i"), input);
+  // The input goes straight into the staging file as the save reads it, so
+  // the lock is held while it is read.
+  InputSource input(o.Value("i"));
   std::unique_ptr<utl_MultisectionFile> file = OpenForWriting(path);
-  int length = input.Length();
-  file->AdoptSectionData(section, input.Release(), length);
+  file->SetSectionSource(section, input);
   ArmSaveStopForTests();
   file->saveChanges();
   return ExitOk;

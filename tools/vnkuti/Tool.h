@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "cow/cow_String.h"
+#include "utl/utl_File.h"
+#include "utl/utl_MultisectionFile.h"
 
 namespace vnkuti {
 
@@ -74,6 +76,23 @@ class Bytes {
   friend void ReadInput(const cow_String& path, Bytes& into);
   char* m_Data = nullptr;
   int m_Length = 0;
+};
+
+// A section's new value read from path, or from standard input when path is
+// empty or "-", piece by piece as a save asks for it.
+class InputSource final : public utl_MultisectionFile::SectionSource {
+ public:
+  explicit InputSource(const cow_String& path);
+  int Get(char* buf, int count) override;
+
+ private:
+  bool m_Stdin;
+  utl_File m_File;
+};
+// Standard output as a sink for section bytes; a failed write raises.
+class StdoutSink final : public utl_MultisectionFile::SectionSink {
+ public:
+  void Put(const char* data, int count) override;
 };
 
 // Reads all of path, or of standard input when path is empty or "-".

@@ -328,6 +328,7 @@ void utl_MultisectionFile::setSectionData(const cow_String& name, const void* da
   s.m_PendingData = copy;
   s.m_PendingLength = length;
   s.m_Checksum = crc;
+  s.m_Source = nullptr;
 }
 
 // ============================================= directory and whole sections
@@ -378,11 +379,12 @@ cow_String utl_MultisectionFile::SectionData(const cow_String& name) {
   return cow_String(buf, length, atr_StringBase::Adopt);
 }
 
-void utl_MultisectionFile::CopySectionTo(const cow_String& name, utl_File& out) {
+void utl_MultisectionFile::CopySectionTo(const cow_String& name, SectionSink& out) {
   int i = Find(name);
   const Section& s = m_Sections.ConstGet(i);
   if (s.m_PendingData) {
-    if (s.m_PendingLength > 0) out.Write(s.m_PendingData, s.m_PendingLength);
+    for (int done = 0; done < s.m_PendingLength; done += kChunk)
+      out.Put(s.m_PendingData + done, s.m_PendingLength - done < kChunk ? s.m_PendingLength - done : kChunk);
     return;
   }
   if (!StoredInFile(i)) Fail("Data corrupted in section \"%s\"", &s.m_Name);
@@ -396,10 +398,19 @@ void utl_MultisectionFile::CopySectionTo(const cow_String& name, utl_File& out) 
     int got = m_File.Read(buf, piece);
     if (got <= 0) break;
     crc = utl_crc32(buf, static_cast<std::size_t>(got), crc);
-    out.Write(buf, got);
+    out.Put(buf, got);
     left -= got;
   }
   if (left != 0 || crc != s.m_Checksum) Fail("Data corrupted in section \"%s\"", &s.m_Name);
+}
+
+void utl_MultisectionFile::CopySectionTo(const cow_String& name, utl_File& out) {
+  struct FileSink final : SectionSink {
+    explicit FileSink(utl_File& f) : m_File(f) {}
+    void Put(const char* data, int count) override { m_File.Write(data, count); }
+    utl_File& m_File;
+  } sink(out);
+  CopySectionTo(name, sink);
 }
 
 void utl_MultisectionFile::AdoptSectionData(const cow_String& name, char* data, int length) {
@@ -425,6 +436,23 @@ void utl_MultisectionFile::AdoptSectionData(const cow_String& name, char* data, 
   s.m_PendingData = data;
   s.m_PendingLength = length;
   s.m_Checksum = crc;
+  s.m_Source = nullptr;
+}
+
+void utl_MultisectionFile::SetSectionSource(const cow_String& name, SectionSource& source) {
+  int i = Find(name);
+  if (i < 0) {
+    Section fresh;
+    fresh.m_Name = name;
+    fresh.m_Checksum = 0xFFFFFFFFu;  // reads as empty until the save
+    m_Sections.Append(fresh);
+    i = m_Sections.Count() - 1;
+  }
+  Section& s = m_Sections.Get(i);
+  mem_Free(s.m_PendingData);
+  s.m_PendingData = nullptr;
+  s.m_PendingLength = 0;
+  s.m_Source = &source;
 }
 
 bool utl_MultisectionFile::RemoveSection(const cow_String& name) {
@@ -441,6 +469,23 @@ bool utl_MultisectionFile::RemoveSection(const cow_String& name) {
 void utl_MultisectionFile::SetSaveStop(int step, SaveStopAction action) {
   g_StopAction.store(action, std::memory_order_relaxed);
   g_StopStep.store(step, std::memory_order_relaxed);
+}
+
+long long utl_MultisectionFile::Stream(Section& s, utl_File& to, unsigned char* buffer) {
+  SectionSource* source = s.m_Source;
+  s.m_Source = nullptr;  // read once, however the save ends
+  char* buf = reinterpret_cast<char*>(buffer);
+  long long length = 0;
+  std::uint32_t crc = 0xFFFFFFFFu;
+  while (int got = source->Get(buf, kChunk)) {
+    length += got;
+    if (got < 0 || length > 0x7FFFFFFF) Fail("Section \"%s\" is too long", &s.m_Name);
+    crc = utl_crc32(buf, static_cast<std::size_t>(got), crc);
+    to.Write(buf, got);
+  }
+  s.m_StoredLength = static_cast<int>(length);
+  s.m_Checksum = crc;
+  return length;
 }
 
 void utl_MultisectionFile::saveChanges() {
@@ -462,26 +507,33 @@ void utl_MultisectionFile::saveChanges() {
     out.PutU32(static_cast<std::uint32_t>(m_Sections.Count()));
     out.Flush();
 
-    // 4. The directory, with the lengths the sections will have.
+    // 4. The directory, with the lengths the sections will have. A value
+    // read from a source has its length and CRC only once it is read: its
+    // entry is written again after step 5 (the directory's size depends on
+    // the names alone).
     StopPoint(4);
+    auto writeDirectory = [&] {
+      for (int i = 0; i < m_Sections.Count(); ++i) {
+        const Section& s = m_Sections.ConstGet(i);
+        out.PutU32(static_cast<std::uint32_t>(s.m_Name.Length()));
+        out.Put(s.m_Name.c_str(), s.m_Name.Length());
+        // A damaged directory may state a negative length. Step 5 copies no
+        // data for it, so the new directory says 0: a negative length there
+        // would send readers of every later section to the wrong offset.
+        const int length = s.m_PendingData ? s.m_PendingLength : s.m_StoredLength > 0 ? s.m_StoredLength : 0;
+        out.PutU32(static_cast<std::uint32_t>(length));
+        out.PutU32(s.m_Checksum);
+      }
+      out.Flush();
+    };
+    writeDirectory();
     long long at = 12;
-    for (int i = 0; i < m_Sections.Count(); ++i) {
-      const Section& s = m_Sections.ConstGet(i);
-      out.PutU32(static_cast<std::uint32_t>(s.m_Name.Length()));
-      out.Put(s.m_Name.c_str(), s.m_Name.Length());
-      // A damaged directory may state a negative length. Step 5 copies no
-      // data for it, so the new directory says 0: a negative length there
-      // would send readers of every later section to the wrong offset.
-      const int length = s.m_PendingData ? s.m_PendingLength : s.m_StoredLength > 0 ? s.m_StoredLength : 0;
-      out.PutU32(static_cast<std::uint32_t>(length));
-      out.PutU32(s.m_Checksum);
-      at += 12 + s.m_Name.Length();
-    }
-    out.Flush();
+    for (int i = 0; i < m_Sections.Count(); ++i) at += 12 + m_Sections.ConstGet(i).m_Name.Length();
 
     // 5. The data: pending values become stored ones; the others are copied
     // from the data file. Offsets now point into the new image.
     StopPoint(5);
+    bool streamed = false;
     for (int i = 0; i < m_Sections.Count(); ++i) {
       Section& s = m_Sections.Get(i);
       long long start = at;
@@ -492,12 +544,19 @@ void utl_MultisectionFile::saveChanges() {
         s.m_PendingLength = 0;
         mem_Free(s.m_PendingData);
         s.m_PendingData = nullptr;
+      } else if (s.m_Source) {
+        at += Stream(s, tmp, buffer.Data());
+        streamed = true;
       } else if (s.m_StoredLength > 0) {
         m_File.Seek(s.m_Offset);
         CopySpan(m_File, tmp, s.m_StoredLength, buffer.Data());
         at += s.m_StoredLength;
       }
       s.m_Offset = start;
+    }
+    if (streamed) {
+      tmp.Seek(12);
+      writeDirectory();
     }
 
     // 6. The staging image reaches storage before the data file changes.
