@@ -201,9 +201,10 @@ class FastDir {
   std::string m_Path;
 };
 
-#ifdef VNKUTI_TOOL
-// Runs "vnkuti msf recover -unlock path"; answers its exit code.
+// Runs "vnkuti msf recover -unlock path" (built with the tests); answers its
+// exit code, or -2 when the tool is not built.
 inline int RunRecoverTool(const std::string& path) {
+#ifdef VNKUTI_TOOL
   pid_t pid = fork();
   if (pid == 0) {
     int null = open("/dev/null", O_WRONLY);
@@ -215,34 +216,39 @@ inline int RunRecoverTool(const std::string& path) {
   int status = 0;
   waitpid(pid, &status, 0);
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
+#else
+  (void)path;
+  return -2;
 #endif
+}
 
-// After a crash: the data file is read through the library, then recovered
-// (by "vnkuti msf recover" when the tool is built, else here: a data file
-// that fails its checks is replaced by a staging file holding the whole new
-// image, byte for byte), then read again. Answers "old" or "new" (the data
-// file checked and was kept, or rolled forward to the staged image),
-// "recovered" (it failed its checks and the new image came back), "lost" or
-// "undetected" (a file that checks and holds neither content). Afterwards
-// only the data file is left.
+// How a crashed save is put back in order: as a user does, with the tool,
+// or in this process with the library's own recovery (what the tool runs).
+enum class Recovery { Tool, Library };
+
+// After a crash: the data file is read through the library, recovered, then
+// read again. Answers "old" or "new" (the data file checked and was kept,
+// or rolled forward to a whole staged image), "recovered" (it failed its
+// checks and the new image came back), "lost", or "undetected" (a file that
+// checks and holds neither content). Afterwards only the data file is left.
 inline std::string Recover(const std::string& dir, const std::string& base, const Sections& oldContent,
-                           const Sections& newContent, const std::string& newImage) {
+                           const Sections& newContent, Recovery how) {
   const std::string path = dir + "/" + base;
   auto classify = [&](const Sections& s) { return s == oldContent ? "old" : s == newContent ? "new" : "undetected"; };
   Sections before;
   const bool clean = ReadThrough(path, &before).empty();
-#ifdef VNKUTI_TOOL
-  const int rc = RunRecoverTool(path);
-  if (rc != 0 && clean) return "tool failed on a file that checks";
-#else
-  if (!clean) {
-    for (const std::string& s : StagingFiles(dir, base))
-      if (ReadAll(s) == newImage) WriteAll(path, newImage);
+  int rc = -2;
+  if (how == Recovery::Tool) rc = RunRecoverTool(path);
+  if (rc == -2) {
+    try {
+      cow_List<cow_String> report;
+      utl_MultisectionFile::Recover(C(path), true, report);
+      rc = 0;
+    } catch (const nex_Exception&) {
+      rc = 1;
+    }
   }
-  for (const std::string& s : StagingFiles(dir, base)) unlink(s.c_str());
-  unlink((path + ".lock").c_str());
-#endif
+  if (rc != 0 && clean) return "recovery failed on a file that checks";
   Sections after;
   if (!ReadThrough(path, &after).empty()) return "lost";
   if (clean) {
