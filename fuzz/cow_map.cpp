@@ -25,7 +25,7 @@ struct Keys<int> {
   static int Make(vnkfuzz::Bytes& in) {
     switch (in.Below(4)) {
       case 0: return static_cast<int>(in.Below(32)) - 16;
-      case 1: return static_cast<int>(1u << in.Below(32)) - static_cast<int>(in.Below(2));
+      case 1: return static_cast<int>((1u << in.Below(32)) - in.Below(2));
       case 2: return static_cast<int>(in.U32());
       default: return static_cast<int>(in.Below(1024));
     }

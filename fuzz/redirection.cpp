@@ -198,7 +198,7 @@ class Harness {
           if (m_In.Bool()) {
             r.Nullify();
             for (Record& x : rec)
-              if (x.Undefined()) x.file = "nul";
+              if (x.Undefined()) x.file = "nul", x.append = false;
             Compare(r, rec);
           }
         }
