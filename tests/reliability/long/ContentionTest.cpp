@@ -4,7 +4,7 @@
 // lock; at the end every update that reported success is in the file, the
 // shared counter equals their number, and no lock or staging file is left.
 // The reader's torn reads are counted, not failed: readers are not excluded
-// while a writer rewrites the file.
+// while a writer rewrites the file (docs/reliability.md).
 #include <signal.h>
 #include <sys/wait.h>
 
@@ -33,7 +33,7 @@ std::string Get(utl_MultisectionFile& f, const std::string& name) {
 }
 
 struct Tally {
-  long updates = 0, refusals = 0, busy = 0, torn = 0, errors = 0, reads = 0;
+  long updates = 0, refusals = 0, busy = 0, torn = 0, errors = 0, reads = 0, mixed = 0;
   std::string firstError;
 };
 
@@ -89,11 +89,25 @@ Tally Writer(const std::string& path, int k, std::chrono::steady_clock::time_poi
   return t;
 }
 
+// Reads without the lock. A read that checks must also be one version of
+// the file: each update adds one number to one writer's list and one to the
+// counter, so the counter equals the numbers in all lists; a mix of two
+// versions whose sections each check would break that.
 Tally Reader(const std::string& path, std::chrono::steady_clock::time_point end) {
   Tally t;
   while (std::chrono::steady_clock::now() < end) {
     ++t.reads;
-    if (!ReadThrough(path, nullptr).empty()) ++t.torn;
+    Sections s;
+    if (!ReadThrough(path, &s).empty()) {
+      ++t.torn;
+      continue;
+    }
+    long counter = -1, numbers = 0;
+    for (const auto& [name, bytes] : s) {
+      if (name == "counter") counter = std::atol(bytes.c_str());
+      else numbers += static_cast<long>(bytes.size() / 4);
+    }
+    if (counter != numbers) ++t.mixed;
   }
   return t;
 }
@@ -101,14 +115,14 @@ Tally Reader(const std::string& path, std::chrono::steady_clock::time_point end)
 std::string Encode(const Tally& t) {
   std::ostringstream s;
   s << t.updates << ' ' << t.refusals << ' ' << t.busy << ' ' << t.torn << ' ' << t.errors << ' ' << t.reads << ' '
-    << t.firstError;
+    << t.mixed << ' ' << t.firstError;
   return s.str();
 }
 
 Tally Decode(const std::string& text) {
   Tally t;
   std::istringstream s(text);
-  s >> t.updates >> t.refusals >> t.busy >> t.torn >> t.errors >> t.reads;
+  s >> t.updates >> t.refusals >> t.busy >> t.torn >> t.errors >> t.reads >> t.mixed;
   std::getline(s, t.firstError);
   return t;
 }
@@ -153,8 +167,8 @@ TEST(Contention, EightWritersAndAReader) {
   EXPECT_EQ(Listing(dir.Path()), std::set<std::string>{"data.sec"});
   std::printf(
       "[ %.0f s, %d writers: %ld updates, %ld refused lock attempts, %ld opens refused by the closing writer; reader: "
-      "%ld reads, %ld torn ]\n",
-      seconds, kWriters, updates, refusals, busy, r.reads, r.torn);
+      "%ld reads, %ld failed a check, %ld checked but mixed two versions ]\n",
+      seconds, kWriters, updates, refusals, busy, r.reads, r.torn, r.mixed);
 }
 
 }  // namespace
