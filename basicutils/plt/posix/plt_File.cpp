@@ -147,7 +147,11 @@ plt_FileHandle plt_FileOpen(const char* path, plt_FileAccessMode access, plt_Fil
   if (plt_PosixFstat(fd, &st) < 0) return abandon(errno);
   if (S_ISDIR(st.st_mode)) return abandon(EISDIR);
   if (AcquireShare(fd, true, write, share) != kShareOk) return abandon(errno);
-  if (creation == plt_CreateAlways && S_ISREG(st.st_mode) && SysTruncate(fd, 0) < 0) return abandon(errno);
+  // An empty file is left as it is: on ext4 a truncate to 0 marks the file
+  // for a flush when it is closed (auto_da_alloc), which makes the close of
+  // a large new file wait for its write-out to be started.
+  if (creation == plt_CreateAlways && S_ISREG(st.st_mode) && st.st_size > 0 && SysTruncate(fd, 0) < 0)
+    return abandon(errno);
   // A hint only; a file system that ignores it is no error.
   (void)::posix_fadvise(fd, 0, 0, POSIX_FADV_RANDOM);
   return fd;
