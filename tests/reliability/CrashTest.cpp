@@ -1,9 +1,10 @@
 // Saves killed midway: a child process saves a multisection file and is
 // stopped before each step through the save hook, killed with SIGKILL as it
-// enters each system call of the save, and killed at random moments. Afterwards the data file must hold the old image or the
-// new one; or, when the kill fell inside the final copy, fail its check
-// while the staging file holds the whole new image, which recovery copies
-// back. No trial may lose both.
+// enters each system call of the save, and killed at random moments.
+// Afterwards the data file must hold the old image or the new one; or, when
+// the kill fell inside the final copy, fail its check while the staging file
+// holds the whole new image, which recovery copies back. No trial may lose
+// both.
 #include <signal.h>
 #include <sys/ptrace.h>
 #include <sys/user.h>
@@ -218,7 +219,6 @@ TEST(Crash, KilledAtRandomMoments) {
     return t[1];
   };
   const double copyStarts = median(7), saveEnds = std::max(median(0), copyStarts + 1);
-  std::printf("[ final copy from %.0f us to %.0f us after the ready signal ]\n", copyStarts, saveEnds);
 
   // Odd trials are killed anywhere in the save, even ones within its final
   // copy. The times scale with a factor that follows the outcomes (longer
