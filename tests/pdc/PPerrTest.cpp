@@ -1,6 +1,5 @@
-// The error-print memento writer: every exception class and a nested object
-// against their expected text, unregistered classes, "bas_UserData" objects,
-// the collection-type checks, and arrays printed through the list agents.
+// The error-print memento writer: exact texts of the exception classes and
+// of a nested object, bas_UserData, collection-type checks, attached arrays.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -115,12 +114,8 @@ struct Outer {
     m->Insert("a", 1);
     cls_Release(m);
     cls_WriteListObj* objs = v.MakeWriteListObj(cls_FieldHandle("objs", 12), 2);
-    Inner in;
-    in.m_N = 4;
-    {
-      cls_WriteVisitor ev(objs->Element(), &in);
-      in.DBWrite(ev);
-    }
+    Inner in{4};
+    in.DBWrite(cls_WriteVisitor(objs->Element(), &in));
     objs->AppendNull();
     cls_Release(objs);
     if (m_Array) cls_WriteObject(v, cls_FieldHandle("arr", 13), *m_Array);
@@ -145,68 +140,26 @@ TEST(PPerrObjects, NestedObjectBasePartAndCollections) {
   a.Append(2.5f);
   Outer o;
   o.m_Array = &a;
-  std::string cerr;
-  std::string text;
-  {
-    vnktest::CaptureCerr cap;
-    text = Print(o, kOuter, r);
-    cerr = cap.Text();
-  }
-  EXPECT_EQ(text,
-            "\n<< CLASS NAME: Outer\n"
-            "  b: 0.5\n"  // the base part, inside the block
-            "  name: out\n"
-            "  f: 1.5\n"
-            "  flag: 1\n"
-            "  u: 7\n"
-            "  c: x\n"
-            "  uc: 200\n"
-            "  ll: 5\n"
-            "  child: \n"
-            "  << CLASS NAME: Inner\n"
-            "    n: 3\n"
-            "    s: in\n"
-            "  >>\n"
+  vnktest::CaptureCerr cap;
+  // The base part prints inside the block; class 0x230001 is not in this
+  // registrar, so "arr" gets no block of its own.
+  EXPECT_EQ(Print(o, kOuter, r),
+            "\n<< CLASS NAME: Outer\n  b: 0.5\n  name: out\n  f: 1.5\n  flag: 1\n  u: 7\n  c: x\n  uc: 200\n  ll: 5\n"
+            "  child: \n  << CLASS NAME: Inner\n    n: 3\n    s: in\n  >>\n"
             "  none: NULL\n"
-            "  list:\n"
-            "  [\n"
-            "    1\n"
-            "    2\n"
-            "\n"
-            "  ]\n"
-            "  one:\n"
-            "  [\n"
-            "    2.5\n"
-            "  ]\n"
-            "  map:\n"
-            "  [\n"
-            "    a => 1\n"
-            "  ]\n"
-            "  objs:\n"
-            "  [\n"
-            "\n"
-            "    << CLASS NAME: Inner\n"
-            "      n: 4\n"
-            "      s: in\n"
-            "    >>\n"
-            "    NULL\n"
-            "\n"
-            "  ]\n"
-            "  arr: \n"  // class 0x230001 is not in this registrar: no block
-            "  data: FLOAT LIST\n"
-            "  1\n"
-            "  2.5\n"
-            ">>\n");
-  EXPECT_EQ(cerr, "class not registered  230001 \n");
+            "  list:\n  [\n    1\n    2\n\n  ]\n"
+            "  one:\n  [\n    2.5\n  ]\n"
+            "  map:\n  [\n    a => 1\n  ]\n"
+            "  objs:\n  [\n\n    << CLASS NAME: Inner\n      n: 4\n      s: in\n    >>\n    NULL\n\n  ]\n"
+            "  arr: \n  data: FLOAT LIST\n  1\n  2.5\n>>\n");
+  EXPECT_EQ(cap.Text(), "class not registered  230001 \n");
   // Printing handed the elements over; the array stays its own.
   EXPECT_FALSE(a.IsAttached());
   EXPECT_EQ(a.ConstGet(1), 2.5f);
 }
 
 TEST(PPerrObjects, UnregisteredClassPrintsNoBlock) {
-  cls_ClassRegistrar empty;
-  const std::string text = Print(Inner(), kInner, empty);
-  EXPECT_EQ(text, "n: 3\ns: in\n");
+  EXPECT_EQ(Print(Inner(), kInner, cls_ClassRegistrar()), "n: 3\ns: in\n");
 }
 
 TEST(PPerrObjects, UserDataPrintsNumbersButNoStrings) {
