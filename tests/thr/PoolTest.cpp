@@ -77,7 +77,6 @@ class ThrPool : public ::testing::Test {
   std::atomic<int> m_Done{0};
 };
 
-// ============================================================ slot choice
 
 TEST_F(ThrPool, WithoutWorkersTheTaskIsParkedInSlotZeroAndFreedWithThePool) {
   Probe& p = NewProbe();
@@ -131,7 +130,6 @@ TEST_F(ThrPool, LowestIdleSlotFirstThenTheLastAndFalseWhenAllAreBusy) {
   EXPECT_EQ(again.m_Slot.load(), 1);
 }
 
-// ============================================================ idle turns
 
 TEST_F(ThrPool, IdleWorkerStartsATaskPromptlyWhilePollingAndAfter) {
   m_Pool->AddThreads(1, thr_ThreadPool::e_computeThread);
@@ -150,7 +148,6 @@ TEST_F(ThrPool, IdleWorkerStartsATaskPromptlyWhilePollingAndAfter) {
   EXPECT_LT(Ms(late.m_StartTime - handed), 500);
 }
 
-// ============================================================ destruction
 
 TEST_F(ThrPool, DestructionWaitsForARunningTask) {
   m_Pool->AddThreads(2, thr_ThreadPool::e_computeThread);
@@ -166,33 +163,27 @@ TEST_F(ThrPool, DestructionWaitsForARunningTask) {
   EXPECT_EQ(g_TasksGone.load(), 1);
 }
 
-TEST_F(ThrPool, DestructionDoesNotWaitForAKeepAliveTask) {
-  m_Pool->AddThreads(2, thr_ThreadPool::e_computeThread);
-  Probe& p = NewProbe(false);
-  ASSERT_TRUE(m_Pool->RunTask(new ProbeTask(&p), true, 0));
-  ASSERT_TRUE(WaitUntil([&] { return p.m_Started.load(); }));
-  thr_GlobalSingletonBase<thr_ThreadPool>::Finalize();
-  EXPECT_FALSE(p.m_Finished.load());
-  // The worker finishes on its own, deletes its task and ends (TearDown
-  // checks that its thread is gone).
-  p.m_Gate = true;
-  EXPECT_TRUE(WaitUntil([&] { return g_TasksGone.load() == 1; }));
+// A keep-alive task, or any task under the error condition, is not waited
+// for: the worker finishes on its own, deletes its task and ends (TearDown
+// checks that its thread is gone).
+TEST_F(ThrPool, DestructionWaitsNeitherForKeepAliveTasksNorUnderTheErrorCondition) {
+  for (bool keepAlive : {true, false}) {
+    SCOPED_TRACE(keepAlive ? "keep-alive" : "error condition");
+    g_TasksGone = 0;
+    m_Pool = &thr_GlobalSingleton<thr_ThreadPool>::Instance();
+    m_Pool->AddThreads(2, thr_ThreadPool::e_computeThread);
+    Probe& p = NewProbe(false);
+    ASSERT_TRUE(m_Pool->RunTask(new ProbeTask(&p), keepAlive, 0));
+    ASSERT_TRUE(WaitUntil([&] { return p.m_Started.load(); }));
+    if (!keepAlive) m_Pool->SetErrorCondition(true);
+    EndPool();
+    EXPECT_FALSE(p.m_Finished.load());
+    p.m_Gate = true;
+    EXPECT_TRUE(WaitUntil([&] { return g_TasksGone.load() == 1; }));
+    EXPECT_TRUE(WaitUntil([this] { return ProcessThreadCount() == m_Threads; }));
+  }
 }
 
-TEST_F(ThrPool, DestructionUnderTheErrorConditionWaitsForNobody) {
-  m_Pool->AddThreads(2, thr_ThreadPool::e_computeThread);
-  Probe& p = NewProbe(false);
-  ASSERT_TRUE(m_Pool->RunTask(new ProbeTask(&p), false, 0));
-  ASSERT_TRUE(WaitUntil([&] { return p.m_Started.load(); }));
-  m_Pool->SetErrorCondition(true);
-  EXPECT_TRUE(m_Pool->ErrorCondition());
-  thr_GlobalSingletonBase<thr_ThreadPool>::Finalize();
-  EXPECT_FALSE(p.m_Finished.load());
-  p.m_Gate = true;
-  EXPECT_TRUE(WaitUntil([&] { return g_TasksGone.load() == 1; }));
-}
-
-// ============================================================ termination
 
 TEST_F(ThrPool, TerminateThreadEndsAnIdleWorker) {
   m_Pool->AddThreads(2, thr_ThreadPool::e_computeThread);
@@ -221,7 +212,6 @@ TEST_F(ThrPool, ErrorInThreadWithStatusZeroFromAWorkerFinalizesThePool) {
   // The worker ends by itself once its task has returned (TearDown checks).
 }
 
-// ============================================================= suspension
 
 struct SpinTask : thr_ThreadTask {
   std::atomic<long>* m_Progress;
@@ -288,7 +278,6 @@ TEST_F(ThrPool, MaskedWorkerIsNotSuspended) {
   m_Pool->ResumeThreads();
 }
 
-// ======================================================= ending the process
 
 struct ExitTask : thr_ThreadTask {
   void Run(int thread) override { thr_GlobalSingleton<thr_ThreadPool>::Instance().ExitThread(thread, 5); }

@@ -27,23 +27,17 @@ struct Counted {
   int m_Value = 7;
 };
 
-// ========================================================= global singleton
 
 TEST(ThrGlobalSingleton, ConcurrentFirstUseCreatesOneObject) {
   g_Made = 0;
   g_Gone = 0;
   ASSERT_EQ(thr_GlobalSingletonBase<Counted>::Instance(), nullptr);
-  std::atomic<bool> go{false};
+  std::atomic<int> ready{0};
   std::atomic<Counted*> seen[8] = {};
-  {
-    std::vector<std::unique_ptr<BoundedThread>> threads;
-    for (int i = 0; i < 8; ++i)
-      threads.push_back(std::make_unique<BoundedThread>([&, i] {
-        while (!go.load()) std::this_thread::yield();
-        seen[i] = &thr_GlobalSingleton<Counted>::Instance();
-      }));
-    go = true;
-  }
+  RunThreads(8, [&](int i) {
+    for (ready.fetch_add(1); ready.load() < 8;) std::this_thread::yield();
+    seen[i] = &thr_GlobalSingleton<Counted>::Instance();
+  });
   EXPECT_EQ(g_Made.load(), 1);
   for (auto& p : seen) EXPECT_EQ(p.load(), thr_GlobalSingletonBase<Counted>::Instance());
   EXPECT_EQ(thr_GlobalSingleton<Counted>::Instance().m_Value, 7);
@@ -78,7 +72,6 @@ TEST(ThrGlobalSingleton, FailedConstructionLeavesNoObjectAndNoLock) {
   thr_GlobalSingletonBase<Throwing>::Finalize();
 }
 
-// ======================================================== thread singleton
 
 std::atomic<int> g_PerThreadGone{0};
 struct PerThread {
@@ -159,37 +152,35 @@ TEST(ThrThreadSingleton, LeveledObjectGoesWhenAPoolThreadEnds) {
   EXPECT_EQ(g_LeveledGone.load(), 2);
 }
 
-// ================================================================ registry
 
 std::vector<int> g_Calls;
 int g_ZeroReturns = 0;
-int Fin29() { g_Calls.push_back(29); return 1; }
-int Fin16() { g_Calls.push_back(16); return 1; }
-int Fin2() { g_Calls.push_back(2); return 1; }
-int Fin1() { g_Calls.push_back(1); return 1; }
-int Fin0() { g_Calls.push_back(0); return 1; }
+template <int N>
+int Fin() { g_Calls.push_back(N); return 1; }
 int FinNothing() { ++g_ZeroReturns; return 0; }
 
 TEST(ThrRegistry, FinalizeThreadRunsHighLevelsFirstAndSkipsZeroAndOne) {
   thr_ThrSingletonRegistry reg;
   g_Calls.clear();
-  reg.Register(&Fin2);
-  reg.Register(&Fin16);
-  reg.Register(&Fin0);
-  reg.Register(&Fin29);
-  reg.Register(&Fin1);
-  reg.Register(nullptr);  // ignored
-  EXPECT_EQ(reg.EntryCount(), 5);
-  reg.SetDestructLevel(&Fin29, thr_DestructLevelThreadId);
-  reg.SetDestructLevel(&Fin16, thr_DestructLevelRedirection);
-  reg.SetDestructLevel(&Fin2, thr_DestructLevelLowest);
-  reg.SetDestructLevel(&Fin1, static_cast<thr_ThreadObjectDestructLevel>(1));
+  for (auto f : {&Fin<2>, &Fin<16>, &Fin<0>, &Fin<29>, &Fin<1>, (int (*)())nullptr}) reg.Register(f);
+  EXPECT_EQ(reg.EntryCount(), 5);  // the null one ignored
+  reg.SetDestructLevel(&Fin<29>, thr_DestructLevelThreadId);
+  reg.SetDestructLevel(&Fin<16>, thr_DestructLevelRedirection);
+  reg.SetDestructLevel(&Fin<2>, thr_DestructLevelLowest);
+  reg.SetDestructLevel(&Fin<1>, static_cast<thr_ThreadObjectDestructLevel>(1));
   reg.FinalizeThread(0);
   EXPECT_EQ(g_Calls, (std::vector<int>{29, 16, 2}));
   // Entries that returned non-zero are cleared: a second pass calls nothing.
   g_Calls.clear();
   reg.FinalizeThread(0);
   EXPECT_TRUE(g_Calls.empty());
+  // Cleared entries are reused instead of growing the table.
+  for (int round = 0; round < 50; ++round) {
+    reg.Register(&Fin<29>);
+    reg.SetDestructLevel(&Fin<29>, thr_DestructLevelThreadId);
+    reg.FinalizeThread(0);
+  }
+  EXPECT_LE(reg.EntryCount(), 10);
 }
 
 TEST(ThrRegistry, FinalizerReturningZeroIsCalledAgainAtEachLowerLevel) {
@@ -203,18 +194,6 @@ TEST(ThrRegistry, FinalizerReturningZeroIsCalledAgainAtEachLowerLevel) {
   EXPECT_EQ(reg.EntryCount(), 2);
 }
 
-TEST(ThrRegistry, ClearedEntriesAreReusedInsteadOfGrowing) {
-  thr_ThrSingletonRegistry reg;
-  for (int round = 0; round < 50; ++round) {
-    reg.Register(&Fin29);
-    reg.SetDestructLevel(&Fin29, thr_DestructLevelThreadId);
-    reg.FinalizeThread(0);
-  }
-  EXPECT_LE(reg.EntryCount(), 10);
-  g_Calls.clear();
-}
-
-// ============================================================ start-up
 
 TEST(ThrInit, SecondInitializeOnlyCounts) {
   int count = 0;

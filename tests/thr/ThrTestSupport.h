@@ -9,8 +9,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 namespace thrtest {
 
@@ -64,6 +66,13 @@ bool WaitUntil(Pred pred, std::chrono::milliseconds limit = 10s) {
     std::this_thread::sleep_for(1ms);
   }
   return true;
+}
+
+// Runs body(i) on n bounded threads and joins them all.
+inline void RunThreads(int n, const std::function<void(int)>& body, std::chrono::milliseconds limit = 30s) {
+  std::vector<std::unique_ptr<BoundedThread>> threads;
+  for (int i = 0; i < n; ++i) threads.push_back(std::make_unique<BoundedThread>([&body, i] { body(i); }));
+  for (auto& t : threads) t->Join(limit);
 }
 
 inline int ProcessThreadCount() {
