@@ -19,26 +19,14 @@ struct Tracked {
   static inline int s_ThrowAt = 0;  // 0: never
   int v;
   explicit Tracked(int x) : v(x) { ++s_Live; }
-  Tracked(const Tracked& o) : v(o.v) {
-    Tick();
-    ++s_Live;
-  }
-  Tracked& operator=(const Tracked& o) {
-    Tick();
-    v = o.v;
-    return *this;
-  }
+  Tracked(const Tracked& o) : v((Tick(), o.v)) { ++s_Live; }
+  Tracked& operator=(const Tracked& o) { return Tick(), v = o.v, *this; }
   ~Tracked() { --s_Live; }
   static void Tick() {
     if (++s_Copies == s_ThrowAt) throw std::runtime_error("copy failed");
   }
   friend bool operator==(const Tracked& a, const Tracked& b) { return a.v == b.v; }
 };
-
-template <class T>
-T Val(int v) {
-  return T(v);
-}
 
 template <class T>
 ::testing::AssertionResult Same(const cow_List<T>& l, const std::deque<T>& m) {
@@ -56,7 +44,7 @@ void RandomWrite(std::mt19937& rng, cow_List<T>& l, std::deque<T>& m, int& next)
   int n = static_cast<int>(m.size());
   auto pick = [&](int hi) { return hi > 0 ? static_cast<int>(rng() % hi) : 0; };
   int op = pick(100);
-  T x = Val<T>(next++);
+  T x(next++);
   if (op < 25) {
     l.Append(x);
     m.push_back(x);
@@ -167,9 +155,8 @@ TEST(ListLifetime, ElementsLiveExactlyAsLongAsTheirBlocks) {
     EXPECT_EQ(Tracked::s_Live, 117);
     b.Initialize(0);
     EXPECT_EQ(Tracked::s_Live, 50);
-    Tracked* raw = nullptr;
     int n = 0;
-    raw = a.GetCArray(n);
+    Tracked* raw = a.GetCArray(n);
     EXPECT_EQ(Tracked::s_Live, 100);
     for (int i = 0; i < n; ++i) raw[i].~Tracked();
     mem_Free(raw);
@@ -216,28 +203,34 @@ TEST(ListLifetime, ThrowingCopiesLeaveValidListsAndNoLeaks) {
   auto readable = [](cow_List<Tracked>& l, bool) {
     for (int i = 0; i < l.Count(); ++i) (void)l.ConstGet(i).v;
   };
-  ThrowAtEveryCopy([](cow_List<Tracked>& l) { l.Append(Tracked(-1)); }, intact);
-  ThrowAtEveryCopy([](cow_List<Tracked>& l) { l.Prepend(Tracked(-1)); }, intact);
-  ThrowAtEveryCopy([](cow_List<Tracked>& l) { l.Get(20).v = -1; }, intact);
-  ThrowAtEveryCopy([](cow_List<Tracked>& l) { (void)l.Slice(3, 30); }, intact);
-  ThrowAtEveryCopy(
-      [](cow_List<Tracked>& l) {
-        int n = 0;
-        Tracked* a = l.GetCArray(n);
-        for (int i = 0; i < n; ++i) a[i].~Tracked();
-        mem_Free(a);
-      },
-      intact);
-  ThrowAtEveryCopy([](cow_List<Tracked>& l) { l.Fill(70, Tracked(-1)); },
-                   [](cow_List<Tracked>& l, bool) {
-                     for (int i = 0; i < l.Count(); ++i) ASSERT_EQ(l.ConstGet(i).v, i < 40 ? i : -1);
-                   });
-  ThrowAtEveryCopy([](cow_List<Tracked>& l) { l.InsertIndex(25, Tracked(-1)); }, readable);
-  ThrowAtEveryCopy([](cow_List<Tracked>& l) { l.InsertIndex(5, Tracked(-1)); }, readable);
-  ThrowAtEveryCopy([](cow_List<Tracked>& l) { l.RemoveIndex(30); }, readable);
-  ThrowAtEveryCopy([](cow_List<Tracked>& l) { l.RemoveIndex(3); }, readable);
-  ThrowAtEveryCopy([](cow_List<Tracked>& l) { l.Concatenate(l); }, readable);
-  ThrowAtEveryCopy([](cow_List<Tracked>& l) { l.Resize(21); }, readable);
+  auto filled = [](cow_List<Tracked>& l, bool) {
+    for (int i = 0; i < l.Count(); ++i) ASSERT_EQ(l.ConstGet(i).v, i < 40 ? i : -1);
+  };
+  using L = cow_List<Tracked>;
+  const struct {
+    void (*op)(L&);
+    void (*check)(L&, bool);
+  } ops[] = {
+      {[](L& l) { l.Append(Tracked(-1)); }, intact},
+      {[](L& l) { l.Prepend(Tracked(-1)); }, intact},
+      {[](L& l) { l.Get(20).v = -1; }, intact},
+      {[](L& l) { (void)l.Slice(3, 30); }, intact},
+      {[](L& l) {
+         int n = 0;
+         Tracked* a = l.GetCArray(n);
+         for (int i = 0; i < n; ++i) a[i].~Tracked();
+         mem_Free(a);
+       },
+       intact},
+      {[](L& l) { l.Fill(70, Tracked(-1)); }, filled},
+      {[](L& l) { l.InsertIndex(25, Tracked(-1)); }, readable},
+      {[](L& l) { l.InsertIndex(5, Tracked(-1)); }, readable},
+      {[](L& l) { l.RemoveIndex(30); }, readable},
+      {[](L& l) { l.RemoveIndex(3); }, readable},
+      {[](L& l) { l.Concatenate(l); }, readable},
+      {[](L& l) { l.Resize(21); }, readable},
+  };
+  for (const auto& o : ops) ThrowAtEveryCopy(o.op, o.check);
 }
 
 }  // namespace
