@@ -44,9 +44,8 @@ class FileTest : public ::testing::Test {
   }
 };
 
-// ============================================================ normal use
 
-TEST_F(FileTest, OpensLazilyAndOnlyOnce) {
+TEST_F(FileTest, OpensLazilyOnlyOnceAndRetriesAFailedOpen) {
   std::string missing = dir.File("missing");
   { utl_File f(missing.c_str(), utl_FileWrite, utl_ShareDefault); }  // never used: nothing happens
   EXPECT_NE(access(missing.c_str(), F_OK), 0);
@@ -60,17 +59,16 @@ TEST_F(FileTest, OpensLazilyAndOnlyOnce) {
   EXPECT_EQ(f.Read(buf + 2, 8), 2);
   EXPECT_STREQ(buf, "AAAA");
   EXPECT_EQ(Str(f.FileName()), b);
-}
 
-TEST_F(FileTest, FailedOpenIsRetriedByTheNextOperation) {
+  // A failed open is retried by the next operation.
   std::string p = dir.File("late");
-  utl_File f(p.c_str(), utl_FileRead, utl_ShareDefault);
+  utl_File late(p.c_str(), utl_FileRead, utl_ShareDefault);
   char c;
-  EXPECT_EQ(Caught<utl_FileExceptionNoFile>([&] { f.Read(&c, 1); }), NoFile("in OpenRead", p));
-  EXPECT_FALSE(f.IsOpened());
+  EXPECT_EQ(Caught<utl_FileExceptionNoFile>([&] { late.Read(&c, 1); }), NoFile("in OpenRead", p));
+  EXPECT_FALSE(late.IsOpened());
   WriteAll(p, "x");
-  EXPECT_EQ(f.Read(&c, 1), 1);
-  EXPECT_EQ(f.Read(&c, 1), 0);  // end of file is no error
+  EXPECT_EQ(late.Read(&c, 1), 1);
+  EXPECT_EQ(late.Read(&c, 1), 0);  // end of file is no error
 }
 
 TEST_F(FileTest, WriteTruncatesAndOffsetsPass4GiB) {
@@ -108,19 +106,17 @@ TEST_F(FileTest, UnknownAccessOpensNothing) {
   EXPECT_TRUE(f.IsOpened());
 }  // and the destructor has nothing to close
 
-// ==================================================== failure table: real
 
 TEST_F(FileTest, OpenFailures) {
   std::string missing = dir.File("none"), sub = dir.File("no/such"), d = dir.Path();
   auto open = [](const std::string& p, utl_FileAccess a) {
     return [p, a] { utl_File(p.c_str(), a, utl_ShareDefault).Init(); };
   };
-  EXPECT_EQ(Caught<utl_FileExceptionNoFile>(open(missing, utl_FileRead)), NoFile("in OpenRead", missing));
-  EXPECT_EQ(Caught<utl_FileExceptionNoFile>(open(missing, utl_FileUpdate)), NoFile("in OpenUpdate", missing));
-  EXPECT_EQ(Caught<utl_FileExceptionOpen>(open(d, utl_FileRead)),
-            WithError("File open failed", "CreateFile in OpenRead", EISDIR, d));
-  EXPECT_EQ(Caught<utl_FileExceptionOpen>(open(d, utl_FileUpdate)),
-            WithError("File open failed", "CreateFile in OpenUpdate", EISDIR, d));
+  for (auto [a, label] : {std::pair{utl_FileRead, "in OpenRead"}, {utl_FileUpdate, "in OpenUpdate"}}) {
+    EXPECT_EQ(Caught<utl_FileExceptionNoFile>(open(missing, a)), NoFile(label, missing));
+    EXPECT_EQ(Caught<utl_FileExceptionOpen>(open(d, a)),
+              WithError("File open failed", (std::string("CreateFile ") + label).c_str(), EISDIR, d));
+  }
   EXPECT_EQ(Caught<utl_FileExceptionOpen>(open(sub, utl_FileWrite)),
             WithError("File open failed", "CreateFile in OpenWrite", ENOENT, sub));
   // Permission: as an unprivileged user, since root may open anything.
@@ -137,12 +133,11 @@ TEST_F(FileTest, ReadOnlyObjectsRefuseWritesFlushesAndExtends) {
   std::string p = Make("r", "data");
   utl_File f(p.c_str(), utl_FileRead, utl_ShareDefault);
   plt_FaultArm(plt_FaultRename, 1000, EIO);  // counts calls, fails none
-  EXPECT_EQ(Caught<utl_FileExceptionWrite>([&] { f.Write("x", 1); }),
-            "*** Error: Write failed (utl_File: attempt to write to a read-only file.)\nfile name: " + p);
+  const std::string refused = "*** Error: Write failed (utl_File: attempt to write to a read-only file.)\nfile name: " + p;
+  EXPECT_EQ(Caught<utl_FileExceptionWrite>([&] { f.Write("x", 1); }), refused);
   EXPECT_TRUE(f.IsOpened());  // the lazy open still happened
   EXPECT_EQ(plt_FaultCalls(plt_FaultWrite), 0);
-  EXPECT_EQ(Caught<utl_FileExceptionWrite>([&] { f.WriteShortAllowed("x", 1); }),
-            "*** Error: Write failed (utl_File: attempt to write to a read-only file.)\nfile name: " + p);
+  EXPECT_EQ(Caught<utl_FileExceptionWrite>([&] { f.WriteShortAllowed("x", 1); }), refused);
   EXPECT_EQ(Caught<utl_FileExceptionFlush>([&] { f.Flush(); }),
             "*** Error: Flush failed (utl_File: attempt to flush a read-only file.)\nfile name: " + p);
   EXPECT_EQ(Caught<nex_TextException>([&] { f.Extend(10); }), "utl_File::Extend - attempt to extend a read-only file.");
@@ -200,7 +195,6 @@ TEST_F(FileTest, FileSizeLimitGivesShortWritesAndTooLarge) {
             WithError("Extend failed", "SetEndOfFile", EFBIG, p));
 }
 
-// =================================================== failure table: hook
 
 TEST_F(FileTest, InjectedFailuresReachTheRemainingLabels) {
   std::string p = Make("h", "0123456789");
@@ -209,11 +203,7 @@ TEST_F(FileTest, InjectedFailuresReachTheRemainingLabels) {
     f.Init();
     plt_FaultArm(plt_FaultSize, 1, EIO);
     EXPECT_EQ(Caught<utl_FileExceptionSize>([&] { f.FileSize(); }), WithError("Get file size failed", "GetFileSize", EIO, p));
-    const struct {
-      plt_FaultKind kind;
-      int n;
-      const char* label;
-    } steps[] = {{plt_FaultSeek, 1, "SetFilePointer 1"}, {plt_FaultSeek, 2, "SetFilePointer 2"},
+    const struct { plt_FaultKind kind; int n; const char* label; } steps[] = {{plt_FaultSeek, 1, "SetFilePointer 1"}, {plt_FaultSeek, 2, "SetFilePointer 2"},
                  {plt_FaultTruncate, 1, "SetEndOfFile"},   {plt_FaultSeek, 3, "SetFilePointer 3"},
                  {plt_FaultRead, 1, "ReadFile"},           {plt_FaultSeek, 4, "SetFilePointer 4"},
                  {plt_FaultWrite, 1, "WriteFile"},         {plt_FaultSeek, 5, "SetFilePointer 5"}};
@@ -279,7 +269,6 @@ TEST_F(FileTest, OpenWriteMakesTheIOTrackerContainer) {
   utl_initialize(count);
 }
 
-// ============================================================ offsets
 
 TEST(FileOffsetTest, DiffAsInt32FitsOrAsserts) {
   const long long two31 = 1LL << 31;

@@ -73,7 +73,6 @@ TEST(ShareModeTest, TwoOpensInOneProcessAndReleaseOnClose) {
   EXPECT_NO_THROW(again.Init());  // closing released the share marks
 }
 
-// ---------------------------------------------------------------- flock
 
 TEST(FlockTest, OperationValues) {
   TempDir dir;
