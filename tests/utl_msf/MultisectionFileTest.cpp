@@ -28,9 +28,7 @@ std::uint32_t Crc(const std::string& s) {
   return c;
 }
 
-std::string U32(std::uint32_t v) {
-  return std::string{char(v), char(v >> 8), char(v >> 16), char(v >> 24)};
-}
+std::string U32(std::uint32_t v) { return std::string{char(v), char(v >> 8), char(v >> 16), char(v >> 24)}; }
 
 std::string Image(const Sections& s) {
   std::string r = std::string("\x28\xC1\x1D\xAF", 4) + U32(1) + U32(s.size()), data;
@@ -162,10 +160,7 @@ TEST_F(MsfTest, EveryFlippedByteIsCaught) {
 
 TEST_F(MsfTest, HostileAndTruncatedFiles) {
   const std::string head = std::string("\x28\xC1\x1D\xAF", 4) + U32(1);
-  const struct {
-    std::string bytes;
-    const char* message;
-  } cases[] = {
+  const struct { std::string bytes; const char* message; } cases[] = {
       {"", "Invalid file type"},
       {"\x28\xC1\x1D\xAE" + U32(1) + U32(0), "Invalid file type"},
       {std::string("\x28\xC1\x1D\xAF", 4) + U32(2) + U32(0), "Unsupported file format"},
@@ -209,10 +204,9 @@ TEST_F(MsfTest, MissingSectionEndsTheProcess) {
 }
 
 TEST_F(MsfTest, MissingFileAndFailedSaveCleanUp) {
-  EXPECT_EQ(Caught<utl_FileExceptionNoFile>([&] { utl_MultisectionFile(path.c_str(), utl_FileRead); }),
-            "*** Error: No such file (utl_File: in OpenRead)\nfile name: " + path);
-  EXPECT_EQ(Caught<utl_FileExceptionNoFile>([&] { utl_MultisectionFile(path.c_str(), utl_FileUpdate); }),
-            "*** Error: No such file (utl_File: in OpenUpdate)\nfile name: " + path);
+  for (auto [access, label] : {std::pair{utl_FileRead, "OpenRead"}, {utl_FileUpdate, "OpenUpdate"}})
+    EXPECT_EQ(Caught<utl_FileExceptionNoFile>([&] { utl_MultisectionFile(path.c_str(), access); }),
+              std::string("*** Error: No such file (utl_File: in ") + label + ")\nfile name: " + path);
   EXPECT_TRUE(Listing().empty());  // the lock went with the failed open
 
   Save({{"s", "old"}});

@@ -9,26 +9,18 @@
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
-#include <functional>
-#include <sstream>
 
-#include "nex/nex_Exception.h"
 #include "support/TestSupport.h"
 #include "utl/utl_FileReplace.h"
 #include "utl/utl_MultisectionFile.h"
+#include "utl_file/FileTestUtil.h"
+
+using vnktest::ReadAll;
+using vnktest::WriteAll;
 
 namespace {
 
-std::string ReadAll(const std::string& path) {
-  std::stringstream ss;
-  ss << std::ifstream(path, std::ios::binary).rdbuf();
-  return ss.str();
-}
-void WriteAll(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-}
-std::string S(const atr_StringBase& s) { return std::string(s.c_str(), s.Length()); }
+std::string S(const atr_StringBase& s) { return vnktest::Str(s); }
 std::string U32(std::uint32_t v) { return std::string{char(v), char(v >> 8), char(v >> 16), char(v >> 24)}; }
 
 class SectionOps : public ::testing::Test {
