@@ -1,11 +1,6 @@
-// Start-up and shut-down of the library, checked against the sequence of
-// counted module calls that UTI_SetModuleTraceHook reports.
-//
-// The test program's main has already initialized the library once. Each test
-// here first takes it down with one more finalize (on an integer of its own:
-// the library never reads the integer, so the tally just goes negative) and
-// brings it back up at the end, so that every test starts from a library with
-// no users and leaves it as it found it.
+// Start-up and shut-down of the library, checked against the module calls
+// UTI_SetModuleTraceHook reports. main holds one user; each test takes it
+// away on an integer of its own and gives it back at the end.
 #include <gtest/gtest.h>
 
 #include <algorithm>

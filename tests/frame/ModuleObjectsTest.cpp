@@ -19,8 +19,6 @@ namespace {
 
 std::string S(const atr_StringBase& s) { return std::string(s.c_str(), s.Length()); }
 
-// ============================================================ pretty printer
-
 TEST(PrettyPrint, ControlSequencesIndentAndEndLines) {
   aio_stringostream out;
   pnt_PrettyPrint p(&out);
@@ -62,8 +60,6 @@ TEST(PrettyPrint, DebugPrinterFollowsTheErrorStream) {
   EXPECT_EQ(cap.Text(), "to the captured stream\n");
 }
 
-// ============================================================ memory manager
-
 TEST(MemoryManager, StartUpRegistersAPrinterPerKind) {
   mrm_Manager& m = mrm_Manager::Instance();
   EXPECT_EQ(&m, mrm_Manager::Peek());
@@ -97,8 +93,6 @@ TEST(MemoryManager, LabelsSurviveGrowthAndReportInOrder) {
   EXPECT_EQ(S(out.Str()), expected);
 }
 
-// =========================================================== memory devices
-
 TEST(MemoryDevice, BufferGrowsWithZerosAndKeepsItsContents) {
   bio_Buffer b(3);
   ASSERT_EQ(b.Size(), 3u);
@@ -113,8 +107,7 @@ TEST(MemoryDevice, BufferGrowsWithZerosAndKeepsItsContents) {
   EXPECT_EQ(std::memcmp(b.Data(), "a\0\0\0", 4), 0);
   b.Clear();
   EXPECT_EQ(b.Size(), 0u);
-  bio_Buffer empty(0);
-  EXPECT_EQ(empty.Size(), 0u);
+  EXPECT_EQ(bio_Buffer(0).Size(), 0u);
 }
 
 TEST(MemoryDevice, OutputOverwritesAndExtendsInputReadsToTheEnd) {
@@ -143,23 +136,17 @@ TEST(MemoryDevice, OutputOverwritesAndExtendsInputReadsToTheEnd) {
 
 TEST(MemoryDevice, StartUpMakesOneSharedBufferAndTwoSparePairs) {
   bio_Buffer* shared = bio_sharedBuffer();
-  ASSERT_NE(shared, nullptr);
-  ASSERT_NE(bio_sharedOutput(), nullptr);
-  ASSERT_NE(bio_sharedInput(), nullptr);
+  ASSERT_TRUE(shared && bio_sharedOutput() && bio_sharedInput());
   EXPECT_EQ(&bio_sharedOutput()->Buffer(), shared);
   EXPECT_EQ(&bio_sharedInput()->Buffer(), shared);
   for (int i = 0; i < 2; ++i) {
-    ASSERT_NE(bio_spareBuffer(i), nullptr);
-    ASSERT_NE(bio_spareInput(i), nullptr);
+    ASSERT_TRUE(bio_spareBuffer(i) && bio_spareInput(i));
     EXPECT_EQ(&bio_spareInput(i)->Buffer(), bio_spareBuffer(i));
     EXPECT_NE(bio_spareBuffer(i), shared);
   }
   EXPECT_NE(bio_spareBuffer(0), bio_spareBuffer(1));
-  EXPECT_EQ(bio_spareBuffer(2), nullptr);
-  EXPECT_EQ(bio_spareInput(-1), nullptr);
+  EXPECT_TRUE(bio_spareBuffer(2) == nullptr && bio_spareInput(-1) == nullptr);
 }
-
-// =========================================================== version record
 
 TEST(Version, ComesFromTheBuild) {
   const utl_Version& v = utl_Version::Get();
@@ -169,14 +156,11 @@ TEST(Version, ComesFromTheBuild) {
                              std::to_string(v.Patch()));
 }
 
-// =============================================================== type table
-
 TEST(TypeTable, ModulesEnterTheirClassesAtTheirNumbers) {
-  EXPECT_STREQ(typ_ArchCompTable::GetName(0x1A0001), "cow_String");
-  EXPECT_STREQ(typ_ArchCompTable::GetName(0x230001), "cls_InternalList");
-  EXPECT_STREQ(typ_ArchCompTable::GetName(0x2001D), "uti_CoordCont3D");
-  EXPECT_STREQ(typ_ArchCompTable::GetName(0x2001F), "uti_XypException");
-  EXPECT_STREQ(typ_ArchCompTable::GetName(0x2001C), "uti_Coord3D");
+  const std::pair<unsigned, const char*> names[] = {{0x1A0001, "cow_String"},      {0x230001, "cls_InternalList"},
+                                                     {0x2001D, "uti_CoordCont3D"},  {0x2001F, "uti_XypException"},
+                                                     {0x2001C, "uti_Coord3D"},      {0x20020, "uti_IOErrorException"}};
+  for (const auto& [id, name] : names) EXPECT_STREQ(typ_ArchCompTable::GetName(id), name);
   EXPECT_EQ(typ_ArchCompTable::GetParent(0x2001D), 1u);
   EXPECT_EQ(typ_ArchCompTable::GetParent(0x230001), 1u);
 }
@@ -188,7 +172,6 @@ TEST(TypeTable, ScriptingExceptionsDeriveFromTheCommandException) {
     EXPECT_TRUE(nex_canDynamicCastPtr(nex_Exception::TypeId(), id));
     EXPECT_FALSE(nex_canDynamicCastPtr(nex_TextException::TypeId(), id));
   }
-  EXPECT_STREQ(typ_ArchCompTable::GetName(0x20020), "uti_IOErrorException");
   EXPECT_TRUE(nex_canDynamicCastPtr(nex_TextException::TypeId(), 0x20024));  // not found on the path
   EXPECT_FALSE(nex_canDynamicCastPtr(nex_Exception::TypeId(), 0x2001D));
 }
