@@ -1,23 +1,14 @@
-// cls_2dArrayPrim and cls_SimpleArrayPrim: their stored forms, their own
-// messages, and the coordinate container written through the simple array.
+// cls_2dArrayPrim and cls_SimpleArrayPrim: their stored forms and their own
+// messages.
 #include <gtest/gtest.h>
 
-#include "support/TestSupport.h"
 #include "cls/cls_ArrayPrim.h"
-#include "cls/cls_ClassRegistrar.h"
-#include "cls/cls_MemoryStore.h"
-#include "cls/cls_Visitor.h"
-#include "uti/uti_Coord3D.h"
+#include "cls_array/ArrayTestUtil.h"
+#include "support/TestSupport.h"
 
 namespace {
 
-cls_FieldHandle Obj() { return cls_FieldHandle("obj", 0); }
-
-template <class T>
-void Write(cls_MemStore& store, const T& object) {
-  cls_WriteVisitor root(store.MakeWriteMemento());
-  cls_WriteObject(root, Obj(), object);
-}
+using vnktest::Obj;
 
 TEST(TwoDArrayPrim, RowMajorRoundTripThroughTheStore) {
   cls_2dArrayPrim<double> a(3);
@@ -25,12 +16,10 @@ TEST(TwoDArrayPrim, RowMajorRoundTripThroughTheStore) {
   EXPECT_EQ(a.Rows(), 1500);
   EXPECT_EQ(a.ConstGet(2, 1), 7 * 0.25);
   cls_MemStore store;
-  Write(store, a);
-  cls_ReadVisitor root(store.MakeReadMemento());
-  cls_ReadVisitor v(root, Obj());
-  EXPECT_EQ(v.ClassId(), 0x230004u);
-  EXPECT_EQ(store.Root().FieldAt(0).Value().Object()->CheckedType(), 82);
-  cls_2dArrayPrim<double> b(v);
+  const cls_MemObject& node = vnktest::Store(store, a);
+  EXPECT_EQ(node.ClassID(), 0x230004u);
+  EXPECT_EQ(node.CheckedType(), 82);
+  cls_2dArrayPrim<double> b = vnktest::ReadBack<cls_2dArrayPrim<double>>(store);
   EXPECT_EQ(b.Columns(), 3);
   EXPECT_EQ(b.Rows(), 1500);
   EXPECT_EQ(b.ConstGet(1499, 2), (3 * 1500 - 1) * 0.25);
@@ -43,8 +32,8 @@ TEST(TwoDArrayPrim, MessagesNameTheirClass) {
   cls_2dArrayPrim<float> a(2);
   for (int i = 0; i < 4; ++i) a.Append(static_cast<float>(i));
   vnktest::CaptureCerr cap;
-  a.Get(0, 2);        // column outside the row
-  a.ConstGet(3, 0);   // beyond the slot past the end
+  a.Get(0, 2);       // column outside the row
+  a.ConstGet(3, 0);  // beyond the slot past the end
   a.ConstGet(-1, 0);
   const float more[1] = {1};
   a.AppendBlock(more, 1);
@@ -79,7 +68,7 @@ TEST(SimpleArrayPrim, WholeArraysAndTheirIdentity) {
   EXPECT_EQ(cls_SimpleArrayPrim<float>(-2).Size(), 0);
 
   cls_MemStore store;
-  Write(store, a);
+  vnktest::Store(store, a);
   cls_ReadVisitor root(store.MakeReadMemento());
   cls_Uid got;
   cls_SimpleArrayPrim<int> c(cls_ReadVisitor(root, Obj()), &got);
@@ -108,26 +97,6 @@ TEST(SimpleArrayPrim, StoreOperationsNeedAStore) {
             "cls_SimpleArrayPrim::ReadBlock: Collection must be associated with a database for this method.\n");
   EXPECT_EQ(out[0], 0.0f);
   EXPECT_EQ(a.Size(), 3);
-}
-
-TEST(SimpleArrayPrim, CoordinateContainerKeepsItsStoredLayout) {
-  uti_CoordCont3D c;
-  c.Append(uti_Coord3D(1, 2, 3));
-  c.Append(uti_Coord3D(4, 5, 6));
-  cls_MemStore store;
-  Write(store, c);
-  const cls_MemObject* o = store.Root().FieldAt(0).Value().Object();
-  const cls_MemObject* array = o->FindField("tempCoord")->Value().Object();
-  ASSERT_NE(array, nullptr);
-  EXPECT_EQ(array->ClassID(), 0x230003u);
-  EXPECT_EQ(array->Uid(), c.GetUid());
-  EXPECT_EQ(array->CheckedType(), 53);
-  EXPECT_EQ(array->FieldAt(0).Name(), "data");
-  EXPECT_EQ(array->FieldAt(0).Collection()->Count(), 6);
-  cls_ReadVisitor root(store.MakeReadMemento());
-  uti_CoordCont3D back((cls_ReadVisitor(root, Obj())));
-  ASSERT_EQ(back.Count(), 2);
-  EXPECT_EQ(back.Get(1), uti_Coord3D(4, 5, 6));
 }
 
 }  // namespace

@@ -1,18 +1,14 @@
-// cls_ArrayPrim: block arithmetic at the edges, one resident block for an
-// attached array, loads and write-backs counted on sequential and
-// alternating passes, round trips through the memory store, and every
-// message of the class.
+// cls_ArrayPrim: block edges, one resident block when attached, counted loads
+// and write-backs, round trips, and every message of the class.
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "support/TestSupport.h"
 #include "cls/cls_ArrayPrim.h"
-#include "cls/cls_ClassRegistrar.h"
-#include "cls/cls_MemoryStore.h"
-#include "cls/cls_Visitor.h"
+#include "cls_array/ArrayTestUtil.h"
 #include "nex/nex_Exception.h"
+#include "support/TestSupport.h"
 
 namespace {
 
@@ -23,8 +19,8 @@ struct FakeList {
   bool m_Fail = false;  // reads raise, as a store that went away would
 };
 
-class FakeAgent final : public cls_AgentListPrim<float> {
- public:
+struct FakeAgent final : cls_AgentListPrim<float> {
+  FakeList& m_L;
   explicit FakeAgent(FakeList& l) : m_L(l) {}
   cls_CollectionType ElementKind() const override { return cls_CollectionType(53); }
   int StoredCount() const override { return static_cast<int>(m_L.m_Data.size()); }
@@ -39,19 +35,16 @@ class FakeAgent final : public cls_AgentListPrim<float> {
     for (int i = 0; i < n; ++i) m_L.m_Data[start + i] = in[i];
   }
   void AppendBlock(int n, const float* in) override { WriteBlock(StoredCount(), n, in); }
-
- private:
-  FakeList& m_L;
 };
 
-class FakeMemento final : public cls_MementoWrite {
- public:
+struct FakeMemento final : cls_MementoWrite {
+  FakeList& m_L;
   explicit FakeMemento(FakeList& l) : m_L(l) {}
   cls_AgentListPrim<float>* MakeAgentListFloat(const cls_FieldHandle&) override { return new FakeAgent(m_L); }
-
- private:
-  FakeList& m_L;
 };
+
+// Attaches the array to the fake list, as a write into a store would.
+void Attach(cls_ArrayPrim<float>& a, FakeList& list) { a.DBWrite(cls_WriteVisitor(new FakeMemento(list))); }
 
 // Exposes the protected block lookup.
 class OpenArray : public cls_ArrayPrim<float> {
@@ -64,20 +57,10 @@ float Value(int i) { return static_cast<float>(i) * 0.5f + 1.0f; }
 void Fill(cls_ArrayPrim<float>& a, int n) {
   for (int i = 0; i < n; ++i) a.Append(Value(i));
 }
-
-cls_FieldHandle Arr() { return cls_FieldHandle("arr", 0); }
-
-void WriteToStore(cls_MemStore& store, const cls_ArrayPrim<float>& a) {
-  cls_WriteVisitor root(store.MakeWriteMemento());
-  cls_WriteObject(root, Arr(), a);
-}
-
 int Blocks(int n) { return (n + cls_ArrayPrimBlockSize - 1) / cls_ArrayPrimBlockSize; }
 
-TEST(ArrayPrimBlocks, UnattachedArraysKeepEveryBlock) {
+TEST(ArrayPrimBlocks, UnattachedArraysKeepEveryBlockAndANewEndBlockLeavesTheAgentAlone) {
   OpenArray a;
-  EXPECT_EQ(a.TypeId(), 0x230001u);
-  EXPECT_EQ(cls_ArrayPrim<cow_String>::TypeId(), 0x230001u);
   Fill(a, 2049);
   EXPECT_EQ(a.Size(), 2049);
   EXPECT_EQ(a.ResidentBlocks(), 2);  // starting at 0 and 2048
@@ -87,24 +70,18 @@ TEST(ArrayPrimBlocks, UnattachedArraysKeepEveryBlock) {
   EXPECT_EQ(a.GetBuffer(2050), nullptr);
   EXPECT_EQ(a.GetBuffer(-1), nullptr);
   EXPECT_EQ(a.BlockLoads(), 0);
-}
 
-TEST(ArrayPrimBlocks, NewBlockAtTheEndDoesNotTouchTheAgent) {
   FakeList list;
-  OpenArray a;
-  Fill(a, 2048);
-  {
-    cls_WriteVisitor v(new FakeMemento(list));
-    a.DBWrite(v);
-  }
+  OpenArray b;
+  Fill(b, 2048);
+  Attach(b, list);
   EXPECT_EQ(list.m_Data.size(), 2048u);
   const int reads = list.m_Reads, writes = list.m_Writes;
-  cls_ArrayPrimBuffer<float>* b = a.GetBuffer(2048);
-  ASSERT_NE(b, nullptr);
+  ASSERT_NE(b.GetBuffer(2048), nullptr);
   EXPECT_EQ(list.m_Reads, reads);
   EXPECT_EQ(list.m_Writes, writes);
-  a.Append(7.0f);
-  a.Flush();
+  b.Append(7.0f);
+  b.Flush();
   EXPECT_EQ(list.m_Data.size(), 2049u);
   EXPECT_EQ(list.m_Data[2048], 7.0f);
 }
@@ -116,13 +93,13 @@ TEST(ArrayPrimBlocks, SequentialPassLoadsEachBlockOnceAndKeepsOne) {
     {
       cls_ArrayPrim<float> a;
       Fill(a, n);
-      WriteToStore(store, a);
+      vnktest::Store(store, a);
       EXPECT_TRUE(a.IsAttached());
       EXPECT_EQ(a.ResidentBlocks(), 0);  // written back and dropped
       EXPECT_EQ(a.BlockWriteBacks(), Blocks(n));
     }
     cls_ReadVisitor root(store.MakeReadMemento());
-    cls_ReadVisitor v(root, Arr());
+    cls_ReadVisitor v(root, vnktest::Obj());
     cls_ArrayPrim<float> b(v);
     ASSERT_EQ(b.Size(), n);
     EXPECT_EQ(b.GetUid(), v.GetUid());
@@ -153,7 +130,7 @@ TEST(ArrayPrimBlocks, AlternatingBlocksReloadOnEverySwitch) {
   cls_MemStore store;
   cls_ArrayPrim<float> a;
   Fill(a, 4096);
-  WriteToStore(store, a);
+  vnktest::Store(store, a);
   const long long loads = a.BlockLoads(), writes = a.BlockWriteBacks();
   for (int k = 0; k < 10; ++k) a.ConstGet((k & 1) * 2048);
   EXPECT_EQ(a.BlockLoads() - loads, 10);
@@ -198,7 +175,7 @@ TEST(ArrayPrimMessages, AppendBlockNeedsAStore) {
 
   cls_MemStore store;
   Fill(a, 2050);
-  WriteToStore(store, a);
+  vnktest::Store(store, a);
   a.Get(2049) = -1.0f;  // dirty, and the block AppendBlock then continues
   a.AppendBlock(more, 3);
   EXPECT_EQ(a.Size(), 2053);
@@ -213,8 +190,7 @@ TEST(ArrayPrimMessages, IndexConflictWhenTheStoreHoldsElements) {
   Fill(a, 3000);
   {
     vnktest::CaptureCerr cap;
-    cls_WriteVisitor v(new FakeMemento(list));
-    a.DBWrite(v);
+    Attach(a, list);
     EXPECT_EQ(cap.Text(), "cls_ArrayPrim::DBWrite: Index conflicts(s) in list.\nBlock indices= 0 - 2999\n");
   }
   // The array's own elements win; the size stays the array's.
@@ -227,8 +203,7 @@ TEST(ArrayPrimMessages, IndexConflictWhenTheStoreHoldsElements) {
   cls_ArrayPrim<float> b;
   b.Get(0) = 9.0f;
   vnktest::CaptureCerr cap;
-  cls_WriteVisitor v(new FakeMemento(list));
-  b.DBWrite(v);
+  Attach(b, list);
   EXPECT_EQ(cap.Text(), "");
   EXPECT_EQ(b.Size(), 5000);
   EXPECT_EQ(b.ConstGet(0), Value(0));
@@ -239,10 +214,7 @@ TEST(ArrayPrimMessages, ABlockThatCannotBeLoadedIsReportedNotThrown) {
   FakeList list;
   list.m_Data.assign(5000, 2.0f);
   cls_ArrayPrim<float> a;
-  {
-    cls_WriteVisitor v(new FakeMemento(list));
-    a.DBWrite(v);
-  }
+  Attach(a, list);
   EXPECT_EQ(a.ConstGet(4999), 2.0f);
   list.m_Fail = true;
   vnktest::CaptureCerr cap;
@@ -259,7 +231,7 @@ TEST(ArrayPrimStore, CopiesRewritesAndDetach) {
   cls_MemStore store;
   cls_ArrayPrim<float> a;
   Fill(a, 5000);
-  WriteToStore(store, a);
+  vnktest::Store(store, a);
   a.Get(10) = 99.0f;  // dirty in memory only
 
   cls_ArrayPrim<float> copy(a);  // unattached, every element
@@ -272,18 +244,17 @@ TEST(ArrayPrimStore, CopiesRewritesAndDetach) {
 
   // Written again into the same field: the object is made anew, and the
   // array moves its elements there and keeps working.
-  WriteToStore(store, a);
+  vnktest::Store(store, a);
   EXPECT_EQ(a.ConstGet(10), 99.0f);
   EXPECT_EQ(a.ConstGet(4999), Value(4999));
   {
-    cls_ReadVisitor root(store.MakeReadMemento());
-    cls_ArrayPrim<float> r((cls_ReadVisitor(root, Arr())));
+    cls_ArrayPrim<float> r = vnktest::ReadBack<cls_ArrayPrim<float>>(store);
     EXPECT_EQ(r.Size(), 5000);
     EXPECT_EQ(r.ConstGet(10), 99.0f);
   }
 
   // Detached: the store can go; the array keeps everything.
-  cls_ArrayPrim<float> d((cls_ReadVisitor(cls_ReadVisitor(store.MakeReadMemento()), Arr())));
+  cls_ArrayPrim<float> d = vnktest::ReadBack<cls_ArrayPrim<float>>(store);
   d.Detach();
   store.Clear();
   EXPECT_FALSE(d.IsAttached());
@@ -295,10 +266,7 @@ TEST(ArrayPrimStore, AgentOutlivesItsStore) {
   auto* store = new cls_MemStore;
   cls_ArrayPrim<double> a;
   for (int i = 0; i < 3000; ++i) a.Append(i);
-  {
-    cls_WriteVisitor root(store->MakeWriteMemento());
-    cls_WriteObject(root, Arr(), a);
-  }
+  vnktest::Store(*store, a);
   delete store;  // the agent still holds the list
   a.Get(2999) = 1.5;
   EXPECT_EQ(a.ConstGet(0), 0.0);
@@ -306,7 +274,6 @@ TEST(ArrayPrimStore, AgentOutlivesItsStore) {
 }
 
 TEST(ArrayPrimStore, EveryElementTypeRoundTripsAndIsRebuiltByClassID) {
-  cls_MemStore store;
   cls_ArrayPrim<bool> flags;
   cls_ArrayPrim<cow_String> words;
   cls_ArrayPrim<int> ints;
@@ -315,32 +282,25 @@ TEST(ArrayPrimStore, EveryElementTypeRoundTripsAndIsRebuiltByClassID) {
     words.Append(cow_String(std::to_string(i).c_str()));
     ints.Append(-i);
   }
-  {
-    cls_WriteVisitor root(store.MakeWriteMemento());
-    cls_WriteObject(root, cls_FieldHandle("flags", 0), flags);
-    cls_WriteObject(root, cls_FieldHandle("words", 1), words);
-    cls_WriteObject(root, cls_FieldHandle("ints", 2), ints);
-  }
-  const cls_ClassRegistrar& r = omi_Singleton<cls_MetadataRegistrar>::Instance().GetRegistrar(2);
-  cls_ReadVisitor root(store.MakeReadMemento());
-  auto* f = static_cast<cls_ArrayPrimBase*>(cls_ReadObject(root, cls_FieldHandle("flags", 0), r));
-  auto* w = static_cast<cls_ArrayPrimBase*>(cls_ReadObject(root, cls_FieldHandle("words", 1), r));
-  auto* n = static_cast<cls_ArrayPrimBase*>(cls_ReadObject(root, cls_FieldHandle("ints", 2), r));
-  ASSERT_TRUE(f && w && n);
-  EXPECT_EQ(f->ElementType(), 51);
-  EXPECT_EQ(w->ElementType(), 55);
-  EXPECT_EQ(n->ElementType(), 54);
-  auto* fb = static_cast<cls_ArrayPrim<bool>*>(f);
-  auto* ws = static_cast<cls_ArrayPrim<cow_String>*>(w);
-  auto* is = static_cast<cls_ArrayPrim<int>*>(n);
-  EXPECT_EQ(fb->Size(), 2100);
-  EXPECT_TRUE(fb->ConstGet(2097));
-  EXPECT_FALSE(fb->ConstGet(2098));
-  EXPECT_EQ(ws->ConstGet(2050), "2050");
-  EXPECT_EQ(is->ConstGet(2099), -2099);
-  r.ConstGet(0x230001)->Delete(f);
-  r.ConstGet(0x230001)->Delete(w);
-  r.ConstGet(0x230001)->Delete(n);
+  cls_MemStore store;
+  const cls_ClassRegistrar& r = vnktest::Registrar2();
+  auto check = [&](const auto& a, int elementType, auto&& expect) {
+    vnktest::Store(store, a);
+    cls_ReadVisitor root(store.MakeReadMemento());
+    auto* o = static_cast<cls_ArrayPrimBase*>(cls_ReadObject(root, vnktest::Obj(), r));
+    ASSERT_NE(o, nullptr);
+    EXPECT_EQ(o->ElementType(), elementType);
+    const auto& b = *static_cast<const std::decay_t<decltype(a)>*>(o);
+    EXPECT_EQ(b.Size(), 2100);
+    expect(b);
+    r.ConstGet(0x230001)->Delete(o);
+  };
+  check(flags, 51, [](const auto& b) {
+    EXPECT_TRUE(b.ConstGet(2097));
+    EXPECT_FALSE(b.ConstGet(2098));
+  });
+  check(words, 55, [](const auto& b) { EXPECT_EQ(b.ConstGet(2050), "2050"); });
+  check(ints, 54, [](const auto& b) { EXPECT_EQ(b.ConstGet(2099), -2099); });
 }
 
 }  // namespace

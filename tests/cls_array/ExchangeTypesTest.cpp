@@ -1,36 +1,17 @@
-// Exchange types: each round trips through the memory store with the
-// collection type and class ID of its stored form; lists and primitive
-// arrays read each other; maps of exchange objects and of identities.
+// Exchange types: round trips with the collection type and class ID of their
+// stored forms; lists and primitive arrays read each other; maps.
 #include <gtest/gtest.h>
 
 #include "cls/cls_ArrayPrim.h"
-#include "cls/cls_ClassRegistrar.h"
-#include "cls/cls_MemoryStore.h"
 #include "cls/cls_UidMap.h"
-#include "cls/cls_Visitor.h"
 #include "cls/cls_xpTypes.h"
+#include "cls_array/ArrayTestUtil.h"
 
 namespace {
 
-cls_FieldHandle Obj() { return cls_FieldHandle("obj", 0); }
-
-// Writes object under "obj" and answers its stored node.
-template <class T>
-const cls_MemObject& Store(cls_MemStore& store, const T& object) {
-  store.Clear();
-  {
-    cls_WriteVisitor root(store.MakeWriteMemento());
-    cls_WriteObject(root, Obj(), object);
-  }
-  return *store.Root().FieldAt(0).Value().Object();
-}
-
-template <class T>
-T ReadBack(cls_MemStore& store) {
-  cls_ReadVisitor root(store.MakeReadMemento());
-  cls_ReadVisitor v(root, Obj());
-  return T(v);
-}
+using vnktest::Obj;
+using vnktest::ReadBack;
+using vnktest::Store;
 
 template <class X, class T>
 void CheckList(std::initializer_list<T> items, unsigned expectedType) {
@@ -85,8 +66,7 @@ TEST(ExchangeTypes, ListsAndPrimitiveArraysReadEachOther) {
   cls_MemStore store;
   Store(store, cls_xp1DArrayListFloat(l));
   {
-    cls_ReadVisitor root(store.MakeReadMemento());
-    cls_ArrayPrim<float> a((cls_ReadVisitor(root, Obj())));
+    cls_ArrayPrim<float> a = ReadBack<cls_ArrayPrim<float>>(store);
     EXPECT_EQ(a.Size(), 3000);
     EXPECT_EQ(a.ConstGet(2999), 2999.0f);
   }
@@ -122,7 +102,7 @@ TEST(ExchangeTypes, MapsAndTheBtree) {
   d.Insert("pi", 3.25);
   EXPECT_EQ(Store(store, cls_xpMapString2Double(d)).CheckedType(), 92);
   // Rebuilt by class ID: the stored collection type picks the map type.
-  const cls_ClassRegistrar& r = omi_Singleton<cls_MetadataRegistrar>::Instance().GetRegistrar(2);
+  const cls_ClassRegistrar& r = vnktest::Registrar2();
   cls_ReadVisitor root(store.MakeReadMemento());
   auto* o = static_cast<cls_xpObject*>(cls_ReadObject(root, Obj(), r));
   ASSERT_NE(o, nullptr);
@@ -155,17 +135,6 @@ TEST(ExchangeTypes, MapOfExchangeObjectsAndMapOfIdentities) {
   ids.Insert("u", u);
   EXPECT_EQ(ids.ConstGet("u"), u);
   EXPECT_TRUE(ids.ConstGet("none").IsEmpty());  // costs no catalog entry
-}
-
-TEST(ExchangeTypes, StringsUnderTheirFieldNames) {
-  cls_MemStore store;
-  const cls_MemObject& s = Store(store, cls_xpStringFromCow(cow_String("text")));
-  EXPECT_EQ(s.ClassID(), cls_xpString::TypeId());
-  EXPECT_EQ(s.FieldAt(0).Name(), "STRING");
-  EXPECT_EQ(ReadBack<cls_xpString>(store).Value(), "text");
-  const cls_MemObject& t = Store(store, cls_xpTrStringFromCow(atr_String("tr")));
-  EXPECT_EQ(t.FieldAt(0).Name(), "TRSTRING");
-  EXPECT_EQ(ReadBack<cls_xpTrString>(store).Value(), "tr");
 }
 
 }  // namespace
