@@ -33,9 +33,8 @@ TEST(UtiExceptions, TextsAndAncestry) {
   EXPECT_EQ(S(uti_IOErrorException("fstat", EBADF).JournalMessage()), "fstat failed with error 9: Bad file descriptor");
   EXPECT_EQ(S(uti_CmdFailedException(0).AsString()), "uti_CmdFailed:uti_CmdFailed");
   EXPECT_EQ(S(uti_CmdFailedException(1).PythonType()), "");
-  const char* interrupted[] = {"uti_Signal", "uti_Keyboard", "uti_Stop", "", ""};
-  const int values[] = {0, 1, 2, 3, -1};
-  for (int i = 0; i < 5; ++i) EXPECT_EQ(S(uti_InterruptedException(values[i]).JournalMessage()), interrupted[i]);
+  const std::pair<int, const char*> interrupted[] = {{0, "uti_Signal"}, {1, "uti_Keyboard"}, {2, "uti_Stop"}, {3, ""}, {-1, ""}};
+  for (auto [v, text] : interrupted) EXPECT_EQ(S(uti_InterruptedException(v).JournalMessage()), text);
   EXPECT_EQ(S(uti_OdmException(atr_String("no frame")).AsString()), "uti_Odm:no frame");
   EXPECT_EQ(S(uti_XypException(atr_String("bad")).AsString()), "uti_Xyp:bad");
   EXPECT_EQ(S(uti_PreCheckFileException(atr_String("short")).AsString()), "uti_PreCheckFile:short");
@@ -56,8 +55,8 @@ TEST(UtiExceptions, PersistentAndRegisteredWithMask2) {
   const uti_OdmException odm(atr_String("o"));
   const uti_XypException xyp(atr_String("x"));
   const uti_PreCheckFileException pre(atr_String("p"));
-  for (const nex_Exception* e : {(const nex_Exception*)&io, (const nex_Exception*)&in, (const nex_Exception*)&cmd,
-                                 (const nex_Exception*)&odm, (const nex_Exception*)&xyp, (const nex_Exception*)&pre}) {
+  const nex_Exception* all[] = {&io, &in, &cmd, &odm, &xyp, &pre};
+  for (const nex_Exception* e : all) {
     auto back = RoundTrip(*e);
     ASSERT_NE(back, nullptr);
     EXPECT_EQ(back->DynTypeId(), e->DynTypeId());

@@ -30,9 +30,14 @@ uti_IOErrorException IOError(const std::function<void()>& f) {
   return e;
 }
 
+// "function errno" of the I/O error f raises.
+std::string FailedCall(const std::function<void()>& f) {
+  uti_IOErrorException e = IOError(f);
+  return S(e.Function()) + " " + std::to_string(e.ErrorNo());
+}
+
 }  // namespace
 
-// ============================================================ the child's view
 
 TEST_F(SpawnTest, ArgvEnvironmentDirectoryAndNoLeakedDescriptors) {
   int leaky = dup(1);  // left inheritable by the caller: must not reach the child
@@ -72,7 +77,6 @@ TEST_F(SpawnTest, ArgvEnvironmentDirectoryAndNoLeakedDescriptors) {
   EXPECT_EQ(S(*v), "a=b");  // split at the first "="
 }
 
-// ============================================================== redirection
 
 TEST_F(SpawnTest, EverySymbolWithFiles) {
   const std::string in = File("in"), out = File("out"), err = File("err"), both = File("both");
@@ -135,7 +139,6 @@ TEST_F(SpawnTest, NullDeviceDescriptorsAndUsingUp) {
   EXPECT_EQ(s.ExitCode(), -1);
 }
 
-// ================================================== exit codes and waiting
 
 TEST_F(SpawnTest, ExitCodesKillAndSignals) {
   Spawner a, b, c, d, e, never;
@@ -159,7 +162,7 @@ TEST_F(SpawnTest, ExitCodesKillAndSignals) {
   EXPECT_EQ(a.Reap(0), 2);
 }
 
-TEST_F(SpawnTest, ReapWithZeroSomeAndNegativeSeconds) {
+TEST_F(SpawnTest, ReapWaitForAnyAndWaitForAllWithPidfdAndPolling) {
   for (bool polling : {false, true}) {
     SCOPED_TRACE(polling ? "waitpid polling" : "pidfd");
     plt_ProcessForcePolling(polling);
@@ -175,13 +178,7 @@ TEST_F(SpawnTest, ReapWithZeroSomeAndNegativeSeconds) {
     EXPECT_FALSE(s.IsRunning());
     EXPECT_EQ(s.Reap(-1), 7);
     EXPECT_EQ(s.ProcessId(), -1);  // the handle goes once the code is known
-  }
-}
 
-TEST_F(SpawnTest, WaitForAnyAndWaitForAll) {
-  for (bool polling : {false, true}) {
-    SCOPED_TRACE(polling ? "waitpid polling" : "pidfd");
-    plt_ProcessForcePolling(polling);
     Spawner slow1, quick, slow2;
     slow1.Start(Words({"@sleep=30000"}));
     quick.Start(Words({"@sleep=200", "@exit=9"}));
@@ -191,20 +188,16 @@ TEST_F(SpawnTest, WaitForAnyAndWaitForAll) {
     EXPECT_EQ(uti_Spawn::waitForAny(list, 3), &quick);
     EXPECT_EQ(quick.ExitCode(), 9);
     EXPECT_EQ(uti_Spawn::waitForAny(list, 3), &quick);  // not running: at once
-    EXPECT_EQ(uti_Spawn::waitForAll(list, 3, 0), 2);
+    t0 = std::chrono::steady_clock::now();
+    EXPECT_EQ(uti_Spawn::waitForAll(list, 3, 1), 2);  // gives up after its seconds
+    EXPECT_GE(Since(t0), 0.9);
     slow1.Kill();
     slow2.Kill();
-    auto t0 = std::chrono::steady_clock::now();
+    t0 = std::chrono::steady_clock::now();
     EXPECT_EQ(uti_Spawn::waitForAll(list, 3, 10), 0);
     EXPECT_LT(Since(t0), 5.0);
     EXPECT_EQ(uti_Spawn::waitForAll(list, -2, 10), -2);
   }
-  Spawner a;
-  a.Start(Words({"@sleep=30000"}));
-  uti_Spawn* one[] = {&a};
-  auto t0 = std::chrono::steady_clock::now();
-  EXPECT_EQ(uti_Spawn::waitForAll(one, 1, 1), 1);  // gives up after its seconds
-  EXPECT_GE(Since(t0), 0.9);
 }
 
 TEST_F(SpawnTest, DetachForgetsTheChildWithCode86) {
@@ -233,7 +226,6 @@ TEST_F(SpawnTest, DetachForgetsTheChildWithCode86) {
   EXPECT_TRUE(Children().empty());
 }
 
-// ================================================================ failures
 
 TEST_F(SpawnTest, MissingAndUnrunnablePrograms) {
   WriteFile(File("text"), "not a program\n");
@@ -260,28 +252,27 @@ TEST_F(SpawnTest, MissingAndUnrunnablePrograms) {
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(p.m_Redirection.ConstGetRedirector(i).isUndefined());
   uti_Environment env;
   env.Insert(C("A"), C("1"));
-  EXPECT_EQ(IOError([&] { uti_Spawn::AndWait(C("/bin/true"), env); }).ErrorNo(), ENOENT);
-  EXPECT_EQ(S(IOError([&] { uti_Spawn::AndExit(C("/bin/true"), env); }).Function()), "CreateProcess");
-  EXPECT_EQ(S(IOError([&] { uti_Spawn::Daemon(C("/bin/true"), env); }).Function()), "CreateProcess");
+  const std::string noEntry = "CreateProcess " + std::to_string(ENOENT);
+  EXPECT_EQ(FailedCall([&] { uti_Spawn::AndWait(C("/bin/true"), env); }), noEntry);
+  EXPECT_EQ(FailedCall([&] { uti_Spawn::AndExit(C("/bin/true"), env); }), noEntry);
+  EXPECT_EQ(FailedCall([&] { uti_Spawn::Daemon(C("/bin/true"), env); }), noEntry);
 }
 
 TEST_F(SpawnTest, InjectedPlatformFailures) {
   // The start: its real child is undone before the error leaves.
   plt_FaultArm(plt_FaultSpawn, 1, EAGAIN);
   Spawner s;
-  uti_IOErrorException e = IOError([&] { s.Start(Words({"@sleep=30000"})); });
-  EXPECT_EQ(S(e.Function()) + " " + std::to_string(e.ErrorNo()), "CreateProcess " + std::to_string(EAGAIN));
+  EXPECT_EQ(FailedCall([&] { s.Start(Words({"@sleep=30000"})); }), "CreateProcess " + std::to_string(EAGAIN));
   EXPECT_TRUE(Children().empty());
   // AndWait's first status read (call 2 after the start).
   plt_FaultArm(plt_FaultSpawn, 2, EINVAL);
   uti_Redirection none;
-  e = IOError([&] { Spawner::AndWait(C(Child()), utl_FilePath(), Words({}), none, uti_Environment()); });
-  EXPECT_EQ(S(e.Function()) + " " + std::to_string(e.ErrorNo()), "GetExitCodeProcess " + std::to_string(EINVAL));
+  EXPECT_EQ(FailedCall([&] { Spawner::AndWait(C(Child()), utl_FilePath(), Words({}), none, uti_Environment()); }),
+            "GetExitCodeProcess " + std::to_string(EINVAL));
   // A redirection file.
   plt_FaultArm(plt_FaultOpen, 1, ENOSPC);
   uti_Redirection r(C(">"), C(File("out")));
-  e = IOError([&] { s.Start(Words({}), r); });
-  EXPECT_EQ(S(e.Function()) + " " + std::to_string(e.ErrorNo()), "open " + std::to_string(ENOSPC));
+  EXPECT_EQ(FailedCall([&] { s.Start(Words({}), r); }), "open " + std::to_string(ENOSPC));
   plt_FaultDisarm();
   // Someone else reaped the child: its status cannot be read.
   s.Start(Words({}));
@@ -290,7 +281,6 @@ TEST_F(SpawnTest, InjectedPlatformFailures) {
   EXPECT_EQ(S(IOError([&] { s.IsRunning(); }).Function()), "GetExitCodeProcess");
 }
 
-// ======================================================= temporary objects
 
 TEST_F(SpawnTest, AndWaitAndExitAndDaemon) {
   uti_Redirection none, r1, r2(C("2>"), C(File("err")));

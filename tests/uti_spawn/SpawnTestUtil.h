@@ -103,7 +103,6 @@ std::string Raises(F f, E* caught = nullptr) {
   return "";
 }
 
-// ---------------------------------------------------- reaching the starts
 struct Spawner : uti_Spawn {
   using uti_Spawn::AndExit;
   using uti_Spawn::AndWait;
