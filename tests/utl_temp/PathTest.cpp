@@ -18,6 +18,7 @@
 namespace {
 std::string S(const cow_String& s) { return vnktest::Str(s); }
 std::string Norm(const char* p) { return S(utl_FilePath(p).Normalized().Path()); }
+std::string Joined(const char* dir, const char* name) { return S(utl_FilePath(dir, name).Path()); }
 }  // namespace
 
 TEST(FilePathTest, PartsAndJoining) {
@@ -28,11 +29,8 @@ TEST(FilePathTest, PartsAndJoining) {
   EXPECT_EQ(S(utl_FilePath("plain").Directory()) + "|" + S(utl_FilePath("plain").Name()), "|plain");
   EXPECT_EQ(S(utl_FilePath("/home/.profile").Extension()), "");  // a leading dot is no extension
   EXPECT_EQ(S(utl_FilePath("run.1/file").Extension()), "");      // nor a dot in the directory
-  EXPECT_EQ(S(utl_FilePath("dir", "f").Path()), "dir/f");
-  EXPECT_EQ(S(utl_FilePath("dir/", "f").Path()), "dir/f");
-  EXPECT_EQ(S(utl_FilePath("", "f").Path()), "f");
-  EXPECT_EQ(S(utl_FilePath(".", "").Path()), ".");
-  EXPECT_EQ(S(utl_FilePath("dir", "/abs").Path()), "/abs");
+  EXPECT_EQ(Joined("dir", "f") + " " + Joined("dir/", "f") + " " + Joined("", "f"), "dir/f dir/f f");
+  EXPECT_EQ(Joined(".", "") + " " + Joined("dir", "/abs"), ". /abs");
   EXPECT_EQ(utl_FilePath("a/b"), utl_FilePath("a", "b"));
 }
 
@@ -42,23 +40,18 @@ TEST(FilePathTest, SeparatorAndRootOnPosix) {
   EXPECT_EQ(S(utl_FilePath("a\\b").Name()), "a\\b");
   EXPECT_FALSE(utl_FilePath("C:\\tmp").IsAbsolute());
   EXPECT_TRUE(utl_FilePath("/tmp").IsAbsolute());
-  EXPECT_EQ(S(utl_FilePath::StripTrailingSeparator("/tmp/")), "/tmp");
-  EXPECT_EQ(S(utl_FilePath::StripTrailingSeparator("/tmp//")), "/tmp/");  // one only
-  EXPECT_EQ(S(utl_FilePath::StripTrailingSeparator("/")), "/");           // the root keeps it
-  EXPECT_EQ(S(utl_FilePath::StripTrailingSeparator("")), "");
-  EXPECT_EQ(S(utl_FilePath::AppendSeparator("/tmp")), "/tmp/");
-  EXPECT_EQ(S(utl_FilePath::AppendSeparator("/")), "/");
-  EXPECT_EQ(S(utl_FilePath::AppendSeparator("")), "");
+  // Strip takes one separator only, and the root keeps its own.
+  for (auto [in, out] : {std::pair{"/tmp/", "/tmp"}, {"/tmp//", "/tmp/"}, {"/", "/"}, {"", ""}})
+    EXPECT_EQ(S(utl_FilePath::StripTrailingSeparator(in)), out) << in;
+  for (auto [in, out] : {std::pair{"/tmp", "/tmp/"}, {"/", "/"}, {"", ""}})
+    EXPECT_EQ(S(utl_FilePath::AppendSeparator(in)), out) << in;
 }
 
 TEST(FilePathTest, NormalizedAndAbsolute) {
-  EXPECT_EQ(Norm("/a//b/./c/"), "/a/b/c");
-  EXPECT_EQ(Norm("/a/b/../../.."), "/");
-  EXPECT_EQ(Norm("a/../.."), "..");
-  EXPECT_EQ(Norm("../../x/../y"), "../../y");
-  EXPECT_EQ(Norm("a/.."), ".");
-  EXPECT_EQ(Norm(""), ".");
-  EXPECT_EQ(Norm("..a/b"), "..a/b");  // a name that merely starts with dots
+  // "..a" is a name that merely starts with dots.
+  for (auto [in, out] : {std::pair{"/a//b/./c/", "/a/b/c"}, {"/a/b/../../..", "/"}, {"a/../..", ".."},
+                         {"../../x/../y", "../../y"}, {"a/..", "."}, {"", "."}, {"..a/b", "..a/b"}})
+    EXPECT_EQ(Norm(in), out) << in;
   char cwd[4096];
   ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
   EXPECT_EQ(S(utl_FilePath("x/../y").Absolute().Path()), std::string(cwd) + "/y");

@@ -28,6 +28,10 @@ namespace {
 
 const std::string kCant = "*** ERROR: Can't create unique temporary file name.";
 
+std::string CantCreate(const std::string& name, const char* error) {
+  return "*** ERROR: Can't create temporary file: " + name + ", system error: " + error;
+}
+
 // Replaces the command line: prog, then args.
 void SetCommandLine(std::vector<std::string> args) {
   utl_CommandLine::Finalize();
@@ -155,9 +159,8 @@ TEST_F(TempFileTest, NamesSuffixesAndSpace) {
   EXPECT_EQ(n.substr(0, Prefix().size()), Prefix());
   EXPECT_EQ(n.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789", Prefix().size()), std::string::npos);
   EXPECT_EQ(Str(plain.Name()), n);  // chosen once
-  EXPECT_EQ(Str(dat.Name()).substr(Prefix().size() + 6), ".dat");
-  EXPECT_EQ(Str(dotted.Name()).substr(Prefix().size() + 6), ".dat");
-  EXPECT_EQ(Str(dot.Name()).substr(Prefix().size() + 6), ".");
+  for (auto [t, suffix] : {std::pair{&dat, ".dat"}, {&dotted, ".dat"}, {&dot, "."}})
+    EXPECT_EQ(Str(t->Name()).substr(Prefix().size() + 6), suffix);
   EXPECT_EQ(Entries(m_Dir.Path()), 0u);  // naming creates nothing
 
   utl_TempFile s("");
@@ -176,8 +179,7 @@ TEST_F(TempFileTest, OpenCallsAndTheDestructorsDelete) {
     utl_TempFile t("tmp");
     EXPECT_EQ(t.Descriptor(), -1);
     EXPECT_FALSE(t.OpenIfPresent());  // prepared, not there: no error
-    EXPECT_EQ(Caught<utl_TempFileOpenExc>([&] { t.Open(); }),
-              "*** ERROR: Can't create temporary file: " + Str(t.Name()) + ", system error: No such file or directory");
+    EXPECT_EQ(Caught<utl_TempFileOpenExc>([&] { t.Open(); }), CantCreate(Str(t.Name()), "No such file or directory"));
     t.Create();
     path = Str(t.Name());
     int fd = t.Descriptor();
@@ -187,8 +189,7 @@ TEST_F(TempFileTest, OpenCallsAndTheDestructorsDelete) {
     ASSERT_EQ(stat(path.c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 0777, 0600u);
     EXPECT_NE(fcntl(fd, F_GETFD) & FD_CLOEXEC, 0);
-    EXPECT_EQ(Caught<utl_TempFileOpenExc>([&] { t.Create(); }),
-              "*** ERROR: Can't create temporary file: " + path + ", system error: File exists");
+    EXPECT_EQ(Caught<utl_TempFileOpenExc>([&] { t.Create(); }), CantCreate(path, "File exists"));
     EXPECT_EQ(t.Descriptor(), fd);  // the failed create kept the open one
     t.Open();                       // replaces the descriptor, closing the old one
     EXPECT_NE(t.Descriptor(), -1);
@@ -260,12 +261,10 @@ TEST_F(TempFileTest, FailuresRaiseTheFamilysExceptions) {
 
   // Open failures other than absence raise from OpenIfPresent too.
   plt_FaultArm(plt_FaultOpen, 1, EMFILE);
-  EXPECT_EQ(Caught<utl_TempFileOpenExc>([&] { t.Create(); }),
-            "*** ERROR: Can't create temporary file: " + Str(t.Name()) + ", system error: Too many open files");
+  EXPECT_EQ(Caught<utl_TempFileOpenExc>([&] { t.Create(); }), CantCreate(Str(t.Name()), "Too many open files"));
   t.Open();  // the injected failure came after the real create
   plt_FaultArm(plt_FaultOpen, 1, EACCES);
-  EXPECT_EQ(Caught<utl_TempFileOpenExc>([&] { t.OpenIfPresent(); }),
-            "*** ERROR: Can't create temporary file: " + Str(t.Name()) + ", system error: Permission denied");
+  EXPECT_EQ(Caught<utl_TempFileOpenExc>([&] { t.OpenIfPresent(); }), CantCreate(Str(t.Name()), "Permission denied"));
 
   // The directory went away after the name was chosen.
   vnktest::TempDir gone;
@@ -273,8 +272,7 @@ TEST_F(TempFileTest, FailuresRaiseTheFamilysExceptions) {
   utl_TempFile late("");
   std::string name = Str(late.Name());
   std::filesystem::remove_all(gone.Path());
-  EXPECT_EQ(Caught<utl_TempFileOpenExc>([&] { late.Create(); }),
-            "*** ERROR: Can't create temporary file: " + name + ", system error: No such file or directory");
+  EXPECT_EQ(Caught<utl_TempFileOpenExc>([&] { late.Create(); }), CantCreate(name, "No such file or directory"));
 }
 
 // Permissions bind only a process without root's privileges: as root the
