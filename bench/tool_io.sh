@@ -2,12 +2,14 @@
 # vnkuti msf get and put of one large section, timed against the plain I/O
 # they have to do, in the same run. Run by hand (it writes several GiB):
 #
-#   bench/tool_io.sh [TOOL] [MIB] [DIR] [REPS]
+#   bench/tool_io.sh [TOOL] [MIB] [DIR] [REPS]     (VERBOSE=1: every time, in us)
 #
 # TOOL defaults to build/release/tools/vnkuti/vnkuti, MIB (the section size)
 # to 1024, DIR (where the files go) to $TMPDIR or /tmp, REPS to 5. Prints a
 # Markdown table: median wall time of each command, its ratio to the
 # baseline, and the peak resident memory (GNU time's %M) beside the size.
+# Commands and baselines alternate within each repetition, so that a busy
+# machine slows both alike; medians take out the worst of it.
 #
 #   get      vnkuti msf get FILE S > OUT        against  cat IN > OUT
 #   get -o   vnkuti msf get FILE S -o OUT       against  cat IN > OUT
@@ -37,9 +39,11 @@ head -c $((MIB << 20)) /dev/urandom > in
 cp data.msf target  # what the baseline copies over, so the tool's file stays whole
 cat in data.msf target > /dev/null
 
-# One timed run: prints "microseconds peak_kib".
+# One timed run: prints "microseconds peak_kib". Dirty pages of the run
+# before are written out first, so that no run pays for another's writes.
 measure() {
   local start end rss=0
+  sync
   start=$(date +%s%N)
   if [ -n "$TIME" ]; then
     "$TIME" -f %M -o rss sh -c "$1"
@@ -73,6 +77,9 @@ for ((i = 0; i < REPS; i++)); do
   record put_stdin "'$TOOL' msf put data.msf s < in"
 done
 "$TOOL" msf verify data.msf
+if [ -n "${VERBOSE:-}" ]; then
+  for k in "${!times[@]}"; do echo "$k: ${times[$k]}" >&2; done
+fi
 
 med() { echo "${times[$1]}" | tr ' ' '\n' | grep . | median; }
 row() {  # row LABEL NAME BASELINE

@@ -7,6 +7,12 @@
 // way, an early return) the destructor deletes the staging file and the
 // target stays as it was; a missing target stays missing.
 //
+// A target that is not a plain file, or is reached through a symbolic link
+// (a device such as /dev/null, a pipe, a link), is written directly: a
+// rename would put a new file in the place of the device or the link. Such
+// a target gets the bytes as they come, and keeps those written before a
+// failure.
+//
 // Commit makes the new content visible; it does not force it to storage.
 // Call File().Flush() before Commit when a system crash must not lose it.
 // The target's permissions and links are not carried over: it becomes a new
@@ -40,7 +46,10 @@ class VNKUTI_BASIC_API utl_FileReplace : public mem_AllocationOperators {
   void Commit();
 
   const cow_String& Path() const { return m_Path; }
+  // The file File() writes: the staging file, or the target itself when it
+  // is written directly.
   const cow_String& StagingPath() const { return m_StagingPath; }
+  bool IsDirect() const { return m_StagingPath == m_Path; }
 
  private:
   cow_String m_Path;

@@ -23,6 +23,15 @@ namespace {
 std::string S(const atr_StringBase& s) { return vnktest::Str(s); }
 std::string U32(std::uint32_t v) { return std::string{char(v), char(v >> 8), char(v >> 16), char(v >> 24)}; }
 
+std::string Error(const std::function<void()>& body) {
+  try {
+    body();
+  } catch (const nex_Exception& e) {
+    return S(e.UserReport());
+  }
+  return "(no error)";
+}
+
 class SectionOps : public ::testing::Test {
  protected:
   vnktest::TempDir dir;
@@ -33,14 +42,6 @@ class SectionOps : public ::testing::Test {
     utl_MultisectionFile f(P(), utl_FileWrite);
     for (const auto& [name, bytes] : sections) f.setSectionData(name, bytes.data(), static_cast<int>(bytes.size()));
     f.saveChanges();
-  }
-  std::string Error(const std::function<void()>& body) {
-    try {
-      body();
-    } catch (const nex_Exception& e) {
-      return S(e.UserReport());
-    }
-    return "(no error)";
   }
 };
 
@@ -153,19 +154,36 @@ TEST(FileReplace, CommitReplacesWholeAndAnythingElseLeavesTheOld) {
     r.Commit();  // nothing written: an empty file
   }
   EXPECT_TRUE(std::ifstream(dir.File("fresh")).good());
-  // A rename that cannot happen: a directory with something in it is there.
-  const std::string blocked = dir.File("blocked");
-  mkdir(blocked.c_str(), 0700);
-  WriteAll(blocked + "/x", "");
-  utl_FileReplace r(blocked.c_str());
-  r.File().Write("x", 1);
-  try {
-    r.Commit();
-    ADD_FAILURE() << "no error";
-  } catch (const utl_FileExceptionWrite& e) {
-    EXPECT_EQ(S(e.UserReport()).substr(0, 42), "*** Error: Write failed (utl_File: rename)");
+  // A rename that fails leaves no staging file; a directory is refused.
+  plt_FaultArm(plt_FaultRename, 1, EIO);
+  EXPECT_EQ(Error([&] {
+              utl_FileReplace r(path.c_str());
+              r.File().Write("x", 1);
+              r.Commit();
+            }).substr(0, 42),
+            "*** Error: Write failed (utl_File: rename)");
+  plt_FaultDisarm();
+  EXPECT_FALSE(std::ifstream(path + "." + std::to_string(getpid()) + ".new").good());
+  EXPECT_EQ(Error([&] { utl_FileReplace(dir.Path().c_str()).File().Write("x", 1); }).substr(0, 33),
+            "*** Error: File open failed (utl_");
+
+  // A pipe or a link is written through, never renamed over.
+  const std::string link = dir.File("link"), fifo = dir.File("fifo");
+  ASSERT_EQ(symlink("target", link.c_str()), 0);
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  for (const std::string& through : {link, fifo}) {
+    EXPECT_EQ(Error([&] {
+                utl_FileReplace r(through.c_str());
+                EXPECT_TRUE(r.IsDirect());
+                r.File().Write("via", 3);
+                r.Commit();
+              }),
+              "(no error)");
   }
-  EXPECT_FALSE(std::ifstream(blocked + "." + std::to_string(getpid()) + ".new").good());
+  struct stat st;
+  EXPECT_TRUE(lstat(link.c_str(), &st) == 0 && S_ISLNK(st.st_mode));
+  EXPECT_EQ(ReadAll(path), "via");
+  EXPECT_TRUE(lstat(fifo.c_str(), &st) == 0 && S_ISFIFO(st.st_mode));
 }
 
 }  // namespace

@@ -2,13 +2,24 @@
 
 #include "plt/plt_Error.h"
 #include "plt/plt_File.h"
+#include "utl/utl_Stat.h"
 
 #define NEX_SOURCE "utl/impl/utl_FileReplace"
 
+namespace {
+
+// The staging file beside path; path itself when a rename over it would
+// replace a device, a pipe or a symbolic link instead of writing to it.
+cow_String StagingPathFor(const cow_String& path) {
+  utl_Stat status(path, false);
+  if (status.Exists() && (status.IsSymbolicLink() || !status.IsRegularFile())) return path;
+  return path + "." + cow_String(atr_StringBase(plt_FileProcessId())) + ".new";
+}
+
+}  // namespace
+
 utl_FileReplace::utl_FileReplace(const cow_String& path)
-    : m_Path(path),
-      m_StagingPath(path + "." + cow_String(atr_StringBase(plt_FileProcessId())) + ".new"),
-      m_File(new utl_File(m_StagingPath, utl_FileWrite, utl_ShareDefault)) {}
+    : m_Path(path), m_StagingPath(StagingPathFor(path)), m_File(new utl_File(m_StagingPath, utl_FileWrite, utl_ShareDefault)) {}
 
 utl_FileReplace::~utl_FileReplace() {
   if (m_File == nullptr) return;
@@ -17,7 +28,7 @@ utl_FileReplace::~utl_FileReplace() {
     delete m_File;
   } catch (...) {
   }
-  plt_FileDelete(m_StagingPath.c_str());
+  if (!IsDirect()) plt_FileDelete(m_StagingPath.c_str());
 }
 
 utl_File& utl_FileReplace::File() { return *m_File; }
@@ -30,9 +41,10 @@ void utl_FileReplace::Commit() {
   try {
     delete file;  // Windows renames only closed files; a failed close raises here
   } catch (...) {
-    plt_FileDelete(m_StagingPath.c_str());
+    if (!IsDirect()) plt_FileDelete(m_StagingPath.c_str());
     throw;
   }
+  if (IsDirect()) return;
   if (!plt_FileRename(m_StagingPath.c_str(), m_Path.c_str())) {
     int error = plt_LastError();
     plt_FileDelete(m_StagingPath.c_str());
