@@ -1,5 +1,5 @@
-// The coordinate classes: registration by uti_initialize (the model
-// registration of the container), storage layout and round trips.
+// The coordinate classes: registration by uti_initialize, stored layout and
+// round trips.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -65,7 +65,9 @@ TEST(Coordinates, ContainerRoundTripsThroughTheStore) {
   const cls_MemObject* array = o->FindField("tempCoord")->Value().Object();
   ASSERT_NE(array, nullptr);
   EXPECT_EQ(array->ClassID(), 0x230003u);
+  EXPECT_EQ(array->Uid(), c.GetUid());  // the array shares the container's identity
   EXPECT_EQ(array->CheckedType(), 53);
+  EXPECT_EQ(array->FieldAt(0).Name(), "data");
   EXPECT_EQ(array->FieldAt(0).Collection()->Count(), 9);
 
   cls_ReadVisitor root(store.MakeReadMemento());

@@ -2,6 +2,7 @@
 // nex_initialize, round trips through the memory store, the registry hooks.
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <memory>
 #include <string>
 
@@ -28,8 +29,7 @@ E Raised(E e, int line) {
   return e;
 }
 
-// Writes e into a fresh store, rebuilds it by its stored class ID through the
-// registrar of mask bit 2, and answers the new object.
+// Writes e, then rebuilds it by its stored class ID (registrar of bit 2).
 std::unique_ptr<nex_Exception> RoundTrip(const nex_Exception& e, cls_MemStore& store) {
   {
     cls_WriteVisitor root(store.MakeWriteMemento());
@@ -55,71 +55,38 @@ const E& As(const std::unique_ptr<nex_Exception>& p) {
   return static_cast<const E&>(*p);
 }
 
-TEST(ExceptionPersistence, TextClassesRoundTrip) {
-  {
-    cls_MemStore store;
-    nex_TextException e = Raised(nex_TextException("text message"), 11);
-    auto back = RoundTrip(e, store);
-    ExpectSame(e, *back);
-    EXPECT_EQ(As<nex_TextException>(back).Value(), "text message");
-    EXPECT_EQ(S(back->DeveloperReport()), "Exception: text message in file nex/impl/nex_Test at line 11");
+TEST(ExceptionPersistence, EveryConcreteClassRoundTrips) {
+  const std::unique_ptr<nex_Exception> all[] = {
+      std::unique_ptr<nex_Exception>(Raised(nex_TextException("text message"), 11).Copy()),
+      std::unique_ptr<nex_Exception>(Raised(nex_AssertException("x > 0"), 12).Copy()),
+      std::unique_ptr<nex_Exception>(Raised(nex_BadCastException(atr_String("bad cast")), 13).Copy()),
+      std::unique_ptr<nex_Exception>(nex_InvalidObjException(atr_String("never thrown")).Copy()),  // no position
+      std::unique_ptr<nex_Exception>(Raised(nex_ExitException(atr_String("bye"), 3), 21).Copy()),
+      std::unique_ptr<nex_Exception>(nex_ExitException(5).Copy()),
+      std::unique_ptr<nex_Exception>(
+          Raised(nex_SystemErrorException(cow_SystemErrorCode::NoNativeCode, 2), 22).Copy()),
+      std::unique_ptr<nex_Exception>(Raised(nex_OutOfMemoryException(nex_OutOfMemoryLimit), 23).Copy()),
+  };
+  const int adviceBefore = nex_OutOfMemoryException::GetOutOfMemoryMsgSession()->Length();
+  cls_MemStore stores[std::size(all)];
+  std::unique_ptr<nex_Exception> back[std::size(all)];
+  for (std::size_t i = 0; i < std::size(all); ++i) {
+    back[i] = RoundTrip(*all[i], stores[i]);
+    ASSERT_NE(back[i], nullptr) << i;
+    ExpectSame(*all[i], *back[i]);
   }
-  {
-    cls_MemStore store;
-    nex_AssertException e = Raised(nex_AssertException("x > 0"), 12);
-    auto back = RoundTrip(e, store);
-    ExpectSame(e, *back);
-    EXPECT_EQ(As<nex_AssertException>(back).Value(), "x > 0");
-  }
-  {
-    cls_MemStore store;
-    nex_BadCastException e = Raised(nex_BadCastException(atr_String("bad cast")), 13);
-    ExpectSame(e, *RoundTrip(e, store));
-  }
-  {
-    cls_MemStore store;
-    nex_InvalidObjException e(atr_String("never thrown"));  // empty file, line 0
-    auto back = RoundTrip(e, store);
-    ExpectSame(e, *back);
-    EXPECT_EQ(back->FromFile(), "");
-  }
-}
-
-TEST(ExceptionPersistence, CompoundValuesRoundTrip) {
-  {
-    cls_MemStore store;
-    nex_ExitException e = Raised(nex_ExitException(atr_String("bye"), 3), 21);
-    auto back = RoundTrip(e, store);
-    ExpectSame(e, *back);
-    EXPECT_EQ(As<nex_ExitException>(back).GetValue().m_Err, 3);
-    cls_ReadVisitor root(store.MakeReadMemento());
-    cls_ReadVisitor v(root, cls_FieldHandle("e", 0));
-    EXPECT_EQ(v.Read(cls_FieldHandle("m_Value.m_Msg", 0), "?"), "bye");
-  }
-  {
-    cls_MemStore store;
-    nex_ExitException e(5);
-    auto back = RoundTrip(e, store);
-    EXPECT_EQ(S(back->AsString()), "Exit code: 5");
-  }
-  {
-    cls_MemStore store;
-    nex_SystemErrorException e = Raised(nex_SystemErrorException(cow_SystemErrorCode::NoNativeCode, 2), 22);
-    auto back = RoundTrip(e, store);
-    ExpectSame(e, *back);
-    EXPECT_EQ(As<nex_SystemErrorException>(back).GetValue().m_NativeErrorCode, cow_SystemErrorCode::NoNativeCode);
-    EXPECT_EQ(As<nex_SystemErrorException>(back).GetValue().m_CRTErrorCode, 2);
-  }
-  {
-    cls_MemStore store;
-    nex_OutOfMemoryException e = Raised(nex_OutOfMemoryException(nex_OutOfMemoryLimit), 23);
-    int before = nex_OutOfMemoryException::GetOutOfMemoryMsgSession()->Length();
-    auto back = RoundTrip(e, store);
-    ExpectSame(e, *back);
-    EXPECT_EQ(As<nex_OutOfMemoryException>(back).Err(), nex_OutOfMemoryLimit);
-    // Reading back is not a raise: the advice texts do not grow.
-    EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgSession()->Length(), before);
-  }
+  EXPECT_EQ(As<nex_TextException>(back[0]).Value(), "text message");
+  EXPECT_EQ(S(back[0]->DeveloperReport()), "Exception: text message in file nex/impl/nex_Test at line 11");
+  EXPECT_EQ(As<nex_AssertException>(back[1]).Value(), "x > 0");
+  EXPECT_EQ(As<nex_ExitException>(back[4]).GetValue().m_Err, 3);
+  cls_ReadVisitor root(stores[4].MakeReadMemento());
+  EXPECT_EQ(cls_ReadVisitor(root, cls_FieldHandle("e", 0)).Read(cls_FieldHandle("m_Value.m_Msg", 0), "?"), "bye");
+  EXPECT_EQ(S(back[5]->AsString()), "Exit code: 5");
+  EXPECT_EQ(As<nex_SystemErrorException>(back[6]).GetValue().m_NativeErrorCode, cow_SystemErrorCode::NoNativeCode);
+  EXPECT_EQ(As<nex_SystemErrorException>(back[6]).GetValue().m_CRTErrorCode, 2);
+  EXPECT_EQ(As<nex_OutOfMemoryException>(back[7]).Err(), nex_OutOfMemoryLimit);
+  // Reading back is not a raise: the advice texts do not grow.
+  EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgSession()->Length(), adviceBefore);
 }
 
 TEST(ExceptionPersistence, TheStoredTreeFollowsTheWritingOrder) {
@@ -205,19 +172,23 @@ TEST(ExceptionPersistence, StringExchangeTypesRoundTrip) {
   EXPECT_EQ(s2->Value(), "plain");
   EXPECT_EQ(s2->GetUid(), s.GetUid());
   EXPECT_EQ(t2->Value(), "translated");
-  cls_ReadVisitor sv(root, cls_FieldHandle("s", 0));
-  EXPECT_TRUE(sv.FieldIsPresent(cls_FieldHandle("STRING", 0)));
+  const cls_MemObject* so = store.Root().FieldAt(0).Value().Object();
+  const cls_MemObject* to = store.Root().FieldAt(1).Value().Object();
+  EXPECT_EQ(so->ClassID(), cls_xpString::TypeId());
+  EXPECT_EQ(so->FieldAt(0).Name(), "STRING");
+  EXPECT_EQ(to->ClassID(), cls_xpTrString::TypeId());
+  EXPECT_EQ(to->FieldAt(0).Name(), "TRSTRING");
 }
 
 // --------------------------------------------------------- registry hooks
 
 template <class F>
-void ExpectHook(F f, const char* text, int line) {
+void ExpectHook(F f, const std::string& text, int line) {
   try {
     f();
     ADD_FAILURE() << "no exception for: " << text;
   } catch (const nex_TextException& e) {
-    EXPECT_EQ(e.Value(), text);
+    EXPECT_EQ(e.Value(), text.c_str());
     EXPECT_EQ(e.FromFile(), "nex/impl/nex_TypeTable");
     EXPECT_EQ(e.FromLine(), line);
   }
@@ -225,18 +196,15 @@ void ExpectHook(F f, const char* text, int line) {
 
 TEST(RegistryHooks, FailedLookupsRaiseTheHookTexts) {
   const cls_ClassRegistrar& first = omi_Singleton<cls_MetadataRegistrar>::Instance().GetRegistrar(1);
-  ExpectHook([&] { first.ConstGet(0x1F0002u); },
-             "cls_ClassRegistrar::ConstGet failed: Class nex_TextException is not declared in metadata.", 46);
-  ExpectHook([&] { first.GetLastClassVersionNumber(0x1F0002u); },
-             "cls_ClassRegistrar::ConstGet failed: Class nex_TextException is not declared in metadata.", 46);
+  const std::string notDeclared = "cls_ClassRegistrar::ConstGet failed: Class nex_TextException is not declared in metadata.";
+  const std::string noId = "cls_ClassRegistrar::GetClassID failed: Class ID can't be retrieved from class name ";
+  ExpectHook([&] { first.ConstGet(0x1F0002u); }, notDeclared, 46);
+  ExpectHook([&] { first.GetLastClassVersionNumber(0x1F0002u); }, notDeclared, 46);
   ExpectHook([&] { Third().GetClassMetadata(0x1F0002u, 5); },
-             "cls_ClassRegistrar::GetClassMetadata failed: Class nex_TextException/Version 5 is not declared in "
-             "metadata.",
+             "cls_ClassRegistrar::GetClassMetadata failed: Class nex_TextException/Version 5 is not declared in metadata.",
              60);
-  ExpectHook([&] { Third().GetClassID(cow_String("no_such_class")); },
-             "cls_ClassRegistrar::GetClassID failed: Class ID can't be retrieved from class name no_such_class.", 74);
-  ExpectHook([&] { Third().GetClassID(cow_String()); },
-             "cls_ClassRegistrar::GetClassID failed: Class ID can't be retrieved from class name .", 74);
+  ExpectHook([&] { Third().GetClassID(cow_String("no_such_class")); }, noId + "no_such_class.", 74);
+  ExpectHook([&] { Third().GetClassID(cow_String()); }, noId + ".", 74);
   // Lookups that succeed pass the hooks.
   EXPECT_EQ(Third().GetClassMetadata(0x1F0002u, 800)->ClassName(), "nex_TextException");
   EXPECT_EQ(Third().GetLastClassVersionNumber(0x1F0002u), 800);

@@ -1,6 +1,5 @@
-// The in-memory store: every field kind, collections, agents and blobs round
-// trip through it; missing and mistyped data answer defaults; unknown classes
-// raise the registry's hook.
+// The in-memory store: every field kind, collections, agents and blobs; missing
+// and mistyped data answer defaults; unknown classes raise the registry's hook.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -23,11 +22,9 @@ struct Leaf {
   cls_Uid m_Uid;
   Leaf() = default;
   explicit Leaf(int n) : m_N(n) {}
-  explicit Leaf(const cls_ReadVisitor& v) : m_N(ReadBase(v)), m_Uid(v.GetUid()) {}
-  static int ReadBase(const cls_ReadVisitor& v) {
-    cls_ReadVisitor base(v);  // the base part
-    return base.Read(cls_FieldHandle("n", 0), -1);
-  }
+  // A read visitor's copy is its base part.
+  explicit Leaf(const cls_ReadVisitor& v)
+      : m_N(cls_ReadVisitor(v).Read(cls_FieldHandle("n", 0), -1)), m_Uid(v.GetUid()) {}
   void DBWrite(const cls_WriteVisitor& v) const {
     if (!v.StartWrite(TypeId(), m_Uid)) return;
     cls_WriteVisitor base(v, kBaseId);
@@ -324,13 +321,10 @@ struct ListOwner {
 };
 
 TEST(MemoryStore, WriterCopesWithAStoreWithoutCollections) {
-  Bare* top = new Bare;
-  {
-    cls_WriteVisitor root(top);
-    cls_WriteVisitor child(root, cls_FieldHandle("x", 0), nullptr, nullptr);
-    ListOwner().DBWrite(child);
-    EXPECT_EQ(static_cast<Bare*>(child.GetMemento())->m_Written, 2);
-  }
+  cls_WriteVisitor root(new Bare);
+  cls_WriteVisitor child(root, cls_FieldHandle("x", 0), nullptr, nullptr);
+  ListOwner().DBWrite(child);
+  EXPECT_EQ(static_cast<Bare*>(child.GetMemento())->m_Written, 2);
 }
 
 TEST(MemoryStore, UnknownClassRaisesTheHooksExceptionOrAnswersNull) {

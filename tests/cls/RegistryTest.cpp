@@ -10,58 +10,40 @@
 namespace {
 
 // Lookups of a private registrar without the exception module's hooks.
-class NoHooks {
- public:
-  NoHooks()
-      : m_Class(cls_ClassRegistrar::SetClassHook(nullptr)),
-        m_Version(cls_ClassRegistrar::SetVersionHook(nullptr)),
-        m_Name(cls_ClassRegistrar::SetNameHook(nullptr)) {}
+struct NoHooks {
+  cls_ClassRegistrar::ClassHook m_Class = cls_ClassRegistrar::SetClassHook(nullptr);
+  cls_ClassRegistrar::VersionHook m_Version = cls_ClassRegistrar::SetVersionHook(nullptr);
+  cls_ClassRegistrar::NameHook m_Name = cls_ClassRegistrar::SetNameHook(nullptr);
   ~NoHooks() {
     cls_ClassRegistrar::SetClassHook(m_Class);
     cls_ClassRegistrar::SetVersionHook(m_Version);
     cls_ClassRegistrar::SetNameHook(m_Name);
   }
-
- private:
-  cls_ClassRegistrar::ClassHook m_Class;
-  cls_ClassRegistrar::VersionHook m_Version;
-  cls_ClassRegistrar::NameHook m_Name;
 };
 
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, const char* value) : m_Name(name) {
-    if (value) {
-      setenv(name, value, 1);
-    } else {
-      unsetenv(name);
-    }
-  }
-  ~ScopedEnv() { unsetenv(m_Name); }
-
- private:
+struct ScopedEnv {
   const char* m_Name;
+  ScopedEnv(const char* name, const char* value) : m_Name(name) { value ? setenv(name, value, 1) : unsetenv(name); }
+  ~ScopedEnv() { unsetenv(m_Name); }
 };
 
 constexpr unsigned kA = 0x230101, kB = 0x230102, kC = 0x230103;
 
-TEST(ClassRegistrar, RepeatedRegistrationKeepsTheFirstRecord) {
+TEST(ClassRegistrar, RepeatedRegistrationKeepsTheFirstRecordAndWarnsOnlyUnderVornikSite) {
   NoHooks nh;
-  ScopedEnv env("VORNIK_SITE", nullptr);
-  cls_ClassRegistrar r;
-  cls_ClassMetadata& first = r.CreateClassMD("nex_Exception", 0x1F0001, 800, nullptr, 1);
-  vnktest::CaptureCerr quiet;
-  cls_ClassMetadata& again = r.CreateClassMD("other name", 0x1F0001, 800, nullptr, 1).AddTableExtentQuantum(9);
-  EXPECT_EQ(&first, &again);
-  EXPECT_EQ(first.TableExtentQuantum(), 9);  // the chain landed on the first record
-  EXPECT_EQ(quiet.Text(), "");
-  EXPECT_EQ(r.GetHistoryMDList().Count(), 1);
-  EXPECT_EQ(r.GetClassID("other name"), 0u);
-  EXPECT_EQ(r.GetClassID("nex_Exception"), 0x1F0001u);
-}
-
-TEST(ClassRegistrar, RepeatedRegistrationWarnsUnderVornikSite) {
-  NoHooks nh;
+  {
+    ScopedEnv env("VORNIK_SITE", nullptr);
+    cls_ClassRegistrar r;
+    cls_ClassMetadata& first = r.CreateClassMD("nex_Exception", 0x1F0001, 800, nullptr, 1);
+    vnktest::CaptureCerr quiet;
+    cls_ClassMetadata& again = r.CreateClassMD("other name", 0x1F0001, 800, nullptr, 1).AddTableExtentQuantum(9);
+    EXPECT_EQ(&first, &again);
+    EXPECT_EQ(first.TableExtentQuantum(), 9);  // the chain landed on the first record
+    EXPECT_EQ(quiet.Text(), "");
+    EXPECT_EQ(r.GetHistoryMDList().Count(), 1);
+    EXPECT_EQ(r.GetClassID("other name"), 0u);
+    EXPECT_EQ(r.GetClassID("nex_Exception"), 0x1F0001u);
+  }
   ScopedEnv env("VORNIK_SITE", "");  // any value, even empty
   cls_ClassRegistrar r;
   r.CreateClassMD("nex_Exception", 0x1F0001, 800, nullptr, 1);
@@ -261,20 +243,17 @@ TEST(CollectionTypes, FixFollowsTheTable) {
 }
 
 TEST(CollectionTypes, MatchRules) {
-  auto M = [](int d, int r) {
-    return cls_CollectionsMatch(static_cast<cls_CollectionType>(d), static_cast<cls_CollectionType>(r));
-  };
-  EXPECT_TRUE(M(93, 2));
-  EXPECT_FALSE(M(2, 93));
-  EXPECT_TRUE(M(4, 2));
-  EXPECT_TRUE(M(96, 2));
-  EXPECT_FALSE(M(97, 2));
-  EXPECT_FALSE(M(100, 2));
-  EXPECT_TRUE(M(100, 3));
-  EXPECT_TRUE(M(106, 3));
-  EXPECT_FALSE(M(4, 3));
-  EXPECT_TRUE(M(54, 54));
-  EXPECT_FALSE(M(54, 53));
+  const struct {
+    int declared, requested;
+    bool match;
+  } rows[] = {{93, 2, true},   {2, 93, false},  {4, 2, true},   {96, 2, true},  {97, 2, false}, {100, 2, false},
+              {100, 3, true},  {106, 3, true},  {4, 3, false},  {54, 54, true}, {54, 53, false}};
+  for (const auto& r : rows) {
+    EXPECT_EQ(cls_CollectionsMatch(static_cast<cls_CollectionType>(r.declared),
+                                   static_cast<cls_CollectionType>(r.requested)),
+              r.match)
+        << r.declared << " " << r.requested;
+  }
 }
 
 }  // namespace
