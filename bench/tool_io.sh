@@ -5,11 +5,12 @@
 #   bench/tool_io.sh [TOOL] [MIB] [DIR] [REPS]     (VERBOSE=1: every time, in us)
 #
 # TOOL defaults to build/release/tools/vnkuti/vnkuti, MIB (the section size)
-# to 1024, DIR (where the files go) to $TMPDIR or /tmp, REPS to 5. Prints a
+# to 1024, DIR (where the files go) to $TMPDIR or /tmp, REPS to 8. Prints a
 # Markdown table: median wall time of each command, its ratio to the
 # baseline, and the peak resident memory (GNU time's %M) beside the size.
-# Commands and baselines alternate within each repetition, so that a busy
-# machine slows both alike; medians take out the worst of it.
+# Commands and baselines alternate within each repetition, in an order that
+# rotates from one repetition to the next, so that a busy machine slows both
+# alike; medians take out the worst of it.
 #
 #   get      vnkuti msf get FILE S > OUT        against  cat IN > OUT
 #   get -o   vnkuti msf get FILE S -o OUT       against  cat IN > OUT
@@ -23,7 +24,7 @@ set -eu
 TOOL=${1:-build/release/tools/vnkuti/vnkuti}
 MIB=${2:-1024}
 DIR=${3:-${TMPDIR:-/tmp}}
-REPS=${4:-5}
+REPS=${4:-8}
 [ -x "$TOOL" ] || { echo "no tool at $TOOL (build the release preset first)" >&2; exit 2; }
 TOOL=$(cd "$(dirname "$TOOL")" && pwd)/$(basename "$TOOL")
 TIME=/usr/bin/time
@@ -66,15 +67,24 @@ record() {  # record NAME COMMAND
   [ "${rss[$1]:-0}" -ge "$m" ] || rss[$1]=$m
 }
 
+names=(cat_file get get_o cat_null get_null save_io put put_stdin)
+commands=(
+  'cat in > out; rm -f out'
+  "'$TOOL' msf get data.msf s > out; rm -f out"
+  "'$TOOL' msf get data.msf s -o out; rm -f out"
+  'cat in > /dev/null'
+  "'$TOOL' msf get data.msf s > /dev/null"
+  'dd if=in of=stage bs=1M conv=fsync status=none && dd if=stage of=target bs=1M conv=notrunc status=none && rm -f stage'
+  "'$TOOL' msf put data.msf s -i in"
+  "'$TOOL' msf put data.msf s < in")
+# Each repetition starts one command later in the list: what a command
+# leaves behind (a GiB deleted, a GiB rewritten in place) slows the next
+# one, and rotating spreads that over all of them.
 for ((i = 0; i < REPS; i++)); do
-  record cat_file  'cat in > out; rm -f out'
-  record get       "'$TOOL' msf get data.msf s > out; rm -f out"
-  record get_o     "'$TOOL' msf get data.msf s -o out; rm -f out"
-  record cat_null  'cat in > /dev/null'
-  record get_null  "'$TOOL' msf get data.msf s > /dev/null"
-  record save_io   'dd if=in of=stage bs=1M conv=fsync status=none && dd if=stage of=target bs=1M conv=notrunc status=none && rm -f stage'
-  record put       "'$TOOL' msf put data.msf s -i in"
-  record put_stdin "'$TOOL' msf put data.msf s < in"
+  for ((j = 0; j < ${#names[@]}; j++)); do
+    k=$(((i + j) % ${#names[@]}))
+    record "${names[$k]}" "${commands[$k]}"
+  done
 done
 "$TOOL" msf verify data.msf
 if [ -n "${VERBOSE:-}" ]; then
