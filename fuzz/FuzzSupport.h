@@ -22,9 +22,12 @@ namespace vnkfuzz {
 
 // Crashes with a message: a broken invariant is a finding, and the fuzzer
 // keeps the input that led here.
+inline void RemoveScratch();
+
 [[noreturn]] inline void Fail(const char* what, const std::string& detail = std::string()) {
   std::fprintf(stderr, "fuzz invariant broken: %s %s\n", what, detail.c_str());
   std::fflush(stderr);
+  RemoveScratch();  // abort() runs no exit handlers
   abort();
 }
 

@@ -489,6 +489,14 @@ long long utl_MultisectionFile::Stream(Section& s, utl_File& to, unsigned char* 
 }
 
 void utl_MultisectionFile::saveChanges() {
+  // A kept section that the file does not hold (cut short, or placed before
+  // the data by a damaged directory) cannot be copied: refused before
+  // anything is written, rather than padded with zeros to whatever length
+  // the damaged directory states, which may be gigabytes.
+  for (int i = 0; i < m_Sections.Count(); ++i) {
+    const Section& s = m_Sections.ConstGet(i);
+    if (!s.m_PendingData && s.m_StoredLength > 0 && !StoredInFile(i)) Fail("Data corrupted in section \"%s\"", &s.m_Name);
+  }
   // 1. The staging file's name, removed however this ends.
   StopPoint(1);
   cow_String tmpPath = m_File.FileName() + "." + cow_String(atr_StringBase(plt_FileProcessId())) + ".tmp";
