@@ -15,8 +15,10 @@
 // file is deleted whatever happens.
 //
 // Errors: nex_TextException "\"<path>\": <message>" for a lock not taken,
-// a wrong magic, a wrong version, a bad name length and a CRC mismatch; the
-// file operations' own utl_File exceptions otherwise. Asking for a section
+// a wrong magic, a wrong version, a bad name length and a CRC mismatch (also
+// raised by a save, before it writes anything, for a kept section that the
+// file does not hold); the file operations' own utl_File exceptions
+// otherwise. Asking for a section
 // that is not there, without hasSection, ends the process as the section
 // list's index check does (abort).
 //
