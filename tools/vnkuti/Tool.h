@@ -33,14 +33,14 @@ struct HelpRequest {
 // A command's words split into positional words and options. Options may
 // stand anywhere among the positional words; "--" ends them, and "-" alone
 // is positional (standard input or output).
-struct OptionSpec {
+struct OptionDef {
   const char* m_Name;  // without the "-"
   bool m_TakesValue;
 };
 
 class Options {
  public:
-  Options(const Words& words, std::size_t from, std::initializer_list<OptionSpec> spec, const char* topic);
+  Options(const Words& words, std::size_t from, std::initializer_list<OptionDef> known, const char* topic);
   const Words& Positional() const { return m_Positional; }
   bool Has(const char* name) const;
   // The option's value, or dflt when the option was not given.

@@ -20,7 +20,7 @@ namespace vnkuti {
 
 void Usage(const std::string& message, const char* topic) { throw UsageError{message, topic ? topic : ""}; }
 
-Options::Options(const Words& words, std::size_t from, std::initializer_list<OptionSpec> spec, const char* topic)
+Options::Options(const Words& words, std::size_t from, std::initializer_list<OptionDef> known, const char* topic)
     : m_Topic(topic) {
   bool optionsEnded = false;
   for (std::size_t i = from; i < words.size(); ++i) {
@@ -34,8 +34,8 @@ Options::Options(const Words& words, std::size_t from, std::initializer_list<Opt
       continue;
     }
     if (w == "-h" || w == "--help") throw HelpRequest{topic};
-    const OptionSpec* found = nullptr;
-    for (const OptionSpec& o : spec)
+    const OptionDef* found = nullptr;
+    for (const OptionDef& o : known)
       if (std::strcmp(w.c_str() + 1, o.m_Name) == 0) found = &o;
     if (found == nullptr) Usage("unknown option " + Str(w), topic);
     cow_String value;
