@@ -196,9 +196,12 @@ int utl_CommandLine::Size() const {
   return m_Args.Count();
 }
 
+// Answers are fresh strings, not shares of the stored ones: a share's count
+// is a plain integer, and the caller's copy outlives the mutex.
 cow_String utl_CommandLine::ConstGet(int i) const {
   Locked lock;
-  return m_Args.ConstGet(i);
+  const cow_String& a = m_Args.ConstGet(i);
+  return cow_String(a.c_str(), a.Length());
 }
 
 bool utl_CommandLine::IsMember(const cow_String& name) const {
@@ -216,7 +219,7 @@ bool utl_CommandLine::FindValue(const cow_String& name, cow_String& value) const
   Locked lock;
   const cow_String* found = m_Options.FindPtr(name);
   if (found == nullptr) return false;
-  value = *found;
+  value = cow_String(found->c_str(), found->Length());  // unshared, as ConstGet
   return true;
 }
 
