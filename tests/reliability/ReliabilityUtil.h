@@ -1,7 +1,6 @@
 // Helpers of the reliability tests: images built byte by byte, a reading of
 // a multisection file that never raises, descriptor and directory counts,
-// the texts the file errors may have, and the recovery of a data file from
-// the staging file a crashed save left behind.
+// the texts the file errors may have, and the recovery after a crashed save.
 #pragma once
 
 #include <dirent.h>
@@ -14,7 +13,6 @@
 #include <cstring>
 #include <filesystem>
 #include <map>
-#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -55,38 +53,6 @@ inline std::string Image(const Sections& s) {
     data += bytes;
   }
   return r + data;
-}
-
-// The sections of an image, when it is whole: the header reads, every CRC
-// checks and nothing follows the data. Parsed here, not by the library.
-inline std::optional<Sections> Parse(const std::string& image) {
-  auto u32 = [&](std::size_t at) {
-    return std::uint32_t(std::uint8_t(image[at])) | std::uint32_t(std::uint8_t(image[at + 1])) << 8 |
-           std::uint32_t(std::uint8_t(image[at + 2])) << 16 | std::uint32_t(std::uint8_t(image[at + 3])) << 24;
-  };
-  if (image.size() < 12 || image.compare(0, 4, "\x28\xC1\x1D\xAF") != 0 || u32(4) != 1) return std::nullopt;
-  std::uint32_t n = u32(8);
-  std::size_t at = 12;
-  std::vector<std::pair<std::string, std::pair<std::uint32_t, std::uint32_t>>> dir;
-  for (std::uint32_t i = 0; i < n; ++i) {
-    if (at + 4 > image.size()) return std::nullopt;
-    std::uint32_t len = u32(at);
-    if (len > image.size() || at + 4 + len + 8 > image.size()) return std::nullopt;
-    std::string name = image.substr(at + 4, len);
-    at += 4 + len;
-    dir.push_back({name, {u32(at), u32(at + 4)}});
-    at += 8;
-  }
-  Sections out;
-  for (const auto& [name, lc] : dir) {
-    if (lc.first > image.size() - at) return std::nullopt;
-    std::string bytes = image.substr(at, lc.first);
-    if (Crc(bytes) != lc.second) return std::nullopt;
-    out.push_back({name, bytes});
-    at += lc.first;
-  }
-  if (at != image.size()) return std::nullopt;
-  return out;
 }
 
 // Every section of the file through the library: their values in directory
