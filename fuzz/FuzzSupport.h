@@ -6,7 +6,10 @@
 // before the first file.
 #pragma once
 
+#include <errno.h>
+#include <signal.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -85,15 +88,24 @@ inline void RemoveScratch() {
 }
 
 // A private directory for the files a target writes, on tmpfs when there is
-// one (each input writes files; a disk would be the bottleneck).
+// one (each input writes files; a disk would be the bottleneck). It is named
+// after the process: libFuzzer ends without running exit handlers, so each
+// start removes the directories of processes that are gone.
 inline const std::string& Scratch() {
   std::string& dir = ScratchDirectory();
   if (dir.empty()) {
     const char* env = getenv("TMPDIR");
-    std::string base = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : env && *env ? env : "/tmp";
-    std::string templ = base + "/vnkfuzz.XXXXXX";
-    if (mkdtemp(templ.data()) == nullptr) Fail("mkdtemp", templ);
-    dir = templ;
+    const std::string base = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : env && *env ? env : "/tmp";
+    std::error_code ec;
+    for (const auto& e : std::filesystem::directory_iterator(base, ec)) {
+      const std::string name = e.path().filename().string();
+      if (name.compare(0, 8, "vnkfuzz.") != 0) continue;
+      const long pid = std::strtol(name.c_str() + 8, nullptr, 10);
+      if (pid > 0 && kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH) std::filesystem::remove_all(e.path(), ec);
+    }
+    dir = base + "/vnkfuzz." + std::to_string(getpid());
+    std::filesystem::remove_all(dir, ec);
+    if (mkdir(dir.c_str(), 0700) != 0) Fail("mkdir", dir);
     atexit(RemoveScratch);
   }
   return dir;
