@@ -310,25 +310,7 @@ void utl_MultisectionFile::setSectionData(const cow_String& name, const void* da
   // and a failed allocation leaves the old value in place.
   char* copy = static_cast<char*>(mem_Malloc(length > 0 ? static_cast<std::size_t>(length) : 1));
   if (length > 0) std::memcpy(copy, data, static_cast<std::size_t>(length));
-  std::uint32_t crc = utl_crc32(copy, static_cast<std::size_t>(length));
-  int i = Find(name);
-  if (i < 0) {
-    Section fresh;
-    fresh.m_Name = name;
-    try {
-      m_Sections.Append(fresh);
-    } catch (...) {
-      mem_Free(copy);
-      throw;
-    }
-    i = m_Sections.Count() - 1;
-  }
-  Section& s = m_Sections.Get(i);
-  mem_Free(s.m_PendingData);
-  s.m_PendingData = copy;
-  s.m_PendingLength = length;
-  s.m_Checksum = crc;
-  s.m_Source = nullptr;
+  AdoptSectionData(name, copy, length);
 }
 
 // ============================================= directory and whole sections
