@@ -6,6 +6,7 @@
 // Input: a flags byte, a two-byte file length, the file's bytes, then the
 // argument words separated by zero bytes.
 #include <map>
+#include <set>
 #include <vector>
 
 #include "FuzzSupport.h"
@@ -30,20 +31,16 @@ std::string KeyOf(const std::string& s) { return s.substr(0, s.find('\0')); }
 struct Model {
   std::vector<std::string> args;
   std::map<std::string, std::string> options;  // by KeyOf(name)
-  std::map<std::string, std::string> names;     // KeyOf(name) -> the name first given
-  // Keys given under different names ("a", "a\0x"): the map finds a key
-  // along a path spelled by bits of its whole length, but compares keys only
-  // up to a zero byte, so such names may or may not meet in one entry
-  // (docs/reliability.md). Their values are not checked.
-  std::map<std::string, bool> ambiguous;
+  // KeyOf(name) -> every name given for it ("a", "a\0x"): each must find
+  // the one entry.
+  std::map<std::string, std::set<std::string>> names;
 };
 
 void Parse(const std::vector<std::string>& argv, Model& m) {
   m.args.insert(m.args.end(), argv.begin(), argv.end());
   auto put = [&](const std::string& name, const std::string& value) {
     m.options[KeyOf(name)] = value;
-    auto [it, fresh] = m.names.emplace(KeyOf(name), name);
-    if (!fresh && it->second != name) m.ambiguous[KeyOf(name)] = true;
+    m.names[KeyOf(name)].insert(name);
   };
   bool pending = false;
   std::string name;
@@ -184,7 +181,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   VNKFUZZ_CHECK(cl.Size() == static_cast<int>(m.args.size()), std::to_string(cl.Size()));
   for (int i = 0; i < cl.Size(); ++i) VNKFUZZ_CHECK(Str(cl.ConstGet(i)) == m.args[i], std::to_string(i));
   for (const auto& [key, value] : m.options)
-    if (!m.ambiguous.count(key)) CheckOption(cl, m.names[key], value);
+    for (const std::string& name : m.names[key]) CheckOption(cl, name, value);
 
   const cow_String absent("no such option \x01");
   VNKFUZZ_CHECK(!cl.IsMember(absent), "absent");

@@ -41,15 +41,18 @@ struct Keys<unsigned> {
 template <>
 struct Keys<cow_String> {
   typedef std::string Model;
-  // Short strings over a few letters and high bytes; keys end at a zero byte,
-  // so none has one.
+  // Short strings over a few letters, high bytes and the zero byte: a key is
+  // its text up to the first zero byte, so "a" and "a\0b" are one key.
   static cow_String Make(vnkfuzz::Bytes& in) {
-    static const char kChars[] = {'a', 'b', 'c', 'A', '0', ' ', '\x7f', '\x80', '\xff', 'z'};
+    static const char kChars[] = {'a', 'b', 'c', 'A', '0', ' ', '\x7f', '\x80', '\xff', 'z', '\0'};
     std::string s;
     for (unsigned n = in.Below(7); n > 0; --n) s += kChars[in.Below(sizeof kChars)];
     return cow_String(s.data(), static_cast<int>(s.size()));
   }
-  static std::string ToModel(const cow_String& k) { return Str(k); }
+  static std::string ToModel(const cow_String& k) {
+    const std::string s = Str(k);
+    return s.substr(0, s.find('\0'));
+  }
 };
 
 template <class K>

@@ -15,6 +15,8 @@
 // ConstGet, IsMember, Count and the iterators never copy anything.
 #pragma once
 
+#include <cstring>
+
 #include "VNKUTI_BasicExport.h"
 #include "cow/cow_COW.h"
 #include "cow/cow_List.h"
@@ -25,13 +27,22 @@
 // =================================================================== key bits
 // Bit(k, depth) chooses the child at that depth (0: zero child, 1: one child);
 // Equal decides whether a node holds k; Less orders keys for the sorted walk.
+// A walk reads its key's bits through a Path made once per walk, so that a
+// string key's length is found once, not at every node.
 template <class K>
 struct cow_MapKeyTraits;
+
+template <class K>
+struct cow_MapIntPath {
+  K key;
+  unsigned Bit(unsigned depth) const noexcept { return (static_cast<unsigned>(key) >> (depth & 31u)) & 1u; }
+};
 
 // Integer keys branch on bit depth of the key, counted from the least
 // significant bit; the shift count wraps at 32.
 template <>
 struct cow_MapKeyTraits<int> {
+  using Path = cow_MapIntPath<int>;
   static unsigned Bit(int k, unsigned depth) noexcept { return (static_cast<unsigned>(k) >> (depth & 31u)) & 1u; }
   static bool Equal(int a, int b) noexcept { return a == b; }
   static bool Less(int a, int b) noexcept { return a < b; }
@@ -39,6 +50,7 @@ struct cow_MapKeyTraits<int> {
 
 template <>
 struct cow_MapKeyTraits<unsigned int> {
+  using Path = cow_MapIntPath<unsigned int>;
   static unsigned Bit(unsigned k, unsigned depth) noexcept { return (k >> (depth & 31u)) & 1u; }
   static bool Equal(unsigned a, unsigned b) noexcept { return a == b; }
   static bool Less(unsigned a, unsigned b) noexcept { return a < b; }
@@ -49,15 +61,27 @@ struct cow_MapKeyTraits<unsigned int> {
 // when d / 2 == L); at an odd depth the lowest bit of character L - d / 2 - 1,
 // counted from the back. Keys are equal, and ordered, byte by byte as unsigned
 // characters up to the terminating zero.
+//
+// A key is therefore its text up to the first zero byte, and so is its length
+// L: "a" and "a\0x" are one key and must take one path. (With the stored
+// length they would branch apart at depth 1 while comparing equal, and a map
+// could hold both.) Keys without zero bytes inside, all real ones, are not
+// affected.
 struct VNKUTI_BASIC_API cow_MapStringKey {
-  static unsigned Bit(const atr_StringBase& k, unsigned depth) noexcept {
-    const unsigned length = static_cast<unsigned>(k.Length());
-    if (depth > length) return 0;
-    // Even depths read from the front (reaching the terminating zero only
-    // for the empty string), odd depths from the back.
-    const unsigned at = (depth & 1u) ? length - (depth >> 1) - 1 : depth >> 1;
-    return static_cast<unsigned char>(k.c_str()[at]) & 1u;
-  }
+  struct Path {
+    explicit Path(const atr_StringBase& k) noexcept
+        : text(k.c_str()), length(static_cast<unsigned>(strnlen(text, static_cast<size_t>(k.Length())))) {}
+    unsigned Bit(unsigned depth) const noexcept {
+      if (depth > length) return 0;
+      // Even depths read from the front (reaching the terminating zero only
+      // for the empty text), odd depths from the back.
+      const unsigned at = (depth & 1u) ? length - (depth >> 1) - 1 : depth >> 1;
+      return static_cast<unsigned char>(text[at]) & 1u;
+    }
+    const char* text;
+    unsigned length;
+  };
+  static unsigned Bit(const atr_StringBase& k, unsigned depth) noexcept { return Path(k).Bit(depth); }
   static bool Equal(const atr_StringBase& a, const atr_StringBase& b) noexcept {
     const char* x = a.c_str();
     const char* y = b.c_str();
@@ -212,9 +236,10 @@ class cow_Map {
  private:
   const Node* FindNode(const K& k) const noexcept {
     const Node* n = m_Root.GetPtr();
+    const typename Traits::Path path{k};
     for (unsigned depth = 0; n != nullptr; ++depth) {
       if (Traits::Equal(n->m_Key, k)) return n;
-      n = n->m_Child[Traits::Bit(k, depth)].GetPtr();
+      n = n->m_Child[path.Bit(depth)].GetPtr();
     }
     return nullptr;
   }
@@ -224,10 +249,11 @@ class cow_Map {
   // the node belongs.
   NodeHandle& Locate(const K& k) {
     NodeHandle* h = &m_Root;
+    const typename Traits::Path path{k};
     for (unsigned depth = 0; h->HasValue(); ++depth) {
       Node& n = h->Get();
       if (Traits::Equal(n.m_Key, k)) break;
-      h = &n.m_Child[Traits::Bit(k, depth)];
+      h = &n.m_Child[path.Bit(depth)];
     }
     return *h;
   }
@@ -255,8 +281,9 @@ bool cow_Map<K, V>::Remove(const K& k) {
   // Unshare the nodes above k's node; k's own node only if it has children
   // (a leaf is released, not changed).
   NodeHandle* at = &m_Root;
+  const typename Traits::Path path{k};
   for (unsigned depth = 0; !Traits::Equal(at->ConstGet().m_Key, k); ++depth)
-    at = &at->Get().m_Child[Traits::Bit(k, depth)];
+    at = &at->Get().m_Child[path.Bit(depth)];
   NodeHandle& target = *at;
   // Unshare the whole promotion chain before moving any entry, so that a
   // failed copy leaves the map as it was.

@@ -92,6 +92,17 @@ TEST(MapShape, StringKeysAlternateFrontAndBack) {
   m.Insert(cow_String("a\0x", 3), 2);
   EXPECT_EQ(m.Count(), 5);
   EXPECT_EQ(m.ConstGet(cow_String("a")), 2);
+  // ... also where the bytes after the zero would have chosen another path:
+  // at depth 1 "a" reads 'a' (one child), "a\0x" by its whole length 'x'.
+  cow_Map<cow_String, int> z;
+  for (const char* k : {"c", "e"}) z.Insert(cow_String(k), 0);
+  z.Insert(cow_String("a\0x", 3), 1);
+  EXPECT_TRUE(z.IsMember(cow_String("a")));
+  z.Insert(cow_String("a"), 3);
+  EXPECT_EQ(z.Count(), 3);
+  EXPECT_EQ(z.ConstGet(cow_String("a\0y", 3)), 3);
+  static const char kShape[] = "'c'[-|'e'[-|'a\0x']]";  // the key first given stays
+  EXPECT_EQ(Shape(z), std::string(kShape, sizeof kShape - 1));
   // Missing keys: ConstGet answers a default, Get enters one.
   EXPECT_EQ(m.ConstGet(cow_String("zz")), 0);
   EXPECT_EQ(m.FindPtr(cow_String("zz")), nullptr);
