@@ -49,13 +49,9 @@ void ReadBack(const std::vector<unsigned char>& image) {
   try {
     unsigned id = 0;
     void* o = fs.ReadObject("s", r, &id);
-    // Classes registered with CreateClassMD (the two coordinate classes)
-    // keep the base metadata's Delete, which deletes nothing: until they
-    // have their own, their objects are deleted here by type
-    // (docs/reliability.md, findings).
-    if (o != nullptr && id == uti_CoordCont3D::TypeId()) delete static_cast<uti_CoordCont3D*>(o);
-    else if (o != nullptr && id == uti_Coord3D::TypeId()) delete static_cast<uti_Coord3D*>(o);
-    else if (o != nullptr) r.ConstGet(id)->Delete(o);
+    // Every class that builds objects deletes them through its metadata
+    // (leak checking catches one that does not).
+    if (o != nullptr) r.ConstGet(id)->Delete(o);
   } catch (const nex_Exception&) {
   }
 }

@@ -132,6 +132,7 @@ class VNKUTI_BASIC_API cls_ClassMetadata : public mem_AllocationOperators {
  public:
   typedef void* (*CtorFunction)(cls_ReadVisitor&);
   typedef void (*DtorFunction)(cls_IntCOW*);
+  typedef void (*DeleteFunction)(void*);
   typedef omi_Btree<cow_String, cls_AttributeMetadata> AttributeMap;
 
   // ----- constructors ---------------------------------------------------
@@ -147,7 +148,10 @@ class VNKUTI_BASIC_API cls_ClassMetadata : public mem_AllocationOperators {
   virtual ~cls_ClassMetadata();
   // Writes object through its own class's DBWrite. Base: does nothing.
   virtual void DBWrite(const void* object, const cls_WriteVisitor& v) const;
-  // Destroys object. Base: does nothing.
+  // Destroys object. Base: through the delete function given to
+  // AddObjectDelete; without one, nothing. A class that builds objects with a
+  // constructor function should give one, or objects built from a store
+  // cannot be destroyed through their metadata.
   virtual void Delete(void* object) const;
   // Releases a shared representation with the class's destructor function,
   // when one was added. Base: that, or nothing.
@@ -162,6 +166,9 @@ class VNKUTI_BASIC_API cls_ClassMetadata : public mem_AllocationOperators {
   cls_ClassMetadata& AddAttribute(const cls_FieldHandle& field, cls_AttributeType type, unsigned int classID,
                                   cls_CollectionType collection);
   cls_ClassMetadata& AddDtor(DtorFunction dtor);
+  // The function Delete uses to destroy a whole object of this class (the
+  // counterpart of the constructor function).
+  cls_ClassMetadata& AddObjectDelete(DeleteFunction del);
   cls_ClassMetadata& AddTableExtentQuantum(int quantum);
 
   // ----- accessors ------------------------------------------------------
@@ -170,6 +177,7 @@ class VNKUTI_BASIC_API cls_ClassMetadata : public mem_AllocationOperators {
   unsigned int BaseClassID() const { return m_BaseClassID; }
   CtorFunction GetCtorFunction() const { return m_Ctor; }
   DtorFunction GetDtorFunction() const { return m_Dtor; }
+  DeleteFunction GetDeleteFunction() const { return m_Delete; }
   int TableExtentQuantum() const { return m_TableExtentQuantum; }
   int Version() const { return m_Version; }
   const AttributeMap& Attributes() const { return m_Attributes; }
@@ -184,6 +192,7 @@ class VNKUTI_BASIC_API cls_ClassMetadata : public mem_AllocationOperators {
   unsigned int m_BaseClassID;
   CtorFunction m_Ctor;
   DtorFunction m_Dtor = nullptr;
+  DeleteFunction m_Delete = nullptr;
   int m_TableExtentQuantum = 4;
   int m_Version;
   AttributeMap m_Attributes;

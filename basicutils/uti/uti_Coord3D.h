@@ -36,6 +36,8 @@ class VNKUTI_BASIC_API uti_Coord3D : public mem_AllocationOperators {
   void DBWrite(const cls_WriteVisitor& v) const;
   static void InitializeMetadata(cls_ClassRegistrar& r);
   static void* Construct(cls_ReadVisitor& v);
+  // Deletes an object made by Construct.
+  static void Destroy(void* object);
 
   float X() const { return m_X; }
   float Y() const { return m_Y; }
@@ -75,6 +77,8 @@ class VNKUTI_BASIC_API uti_CoordCont3D : public mem_AllocationOperators {
   virtual void DBWrite(const cls_WriteVisitor& v) const;
   static void InitializeMetadata(cls_ClassRegistrar& r);
   static void* Construct(cls_ReadVisitor& v);
+  // Deletes an object made by Construct.
+  static void Destroy(void* object);
   // Releases the representation held by a cow_COW<uti_CoordCont3D> passed
   // in its untyped form.
   static void DeleteRep(cls_IntCOW* rep);

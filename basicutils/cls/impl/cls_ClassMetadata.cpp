@@ -72,7 +72,9 @@ cls_ClassMetadata::~cls_ClassMetadata() = default;
 
 void cls_ClassMetadata::DBWrite(const void*, const cls_WriteVisitor&) const {}
 
-void cls_ClassMetadata::Delete(void*) const {}
+void cls_ClassMetadata::Delete(void* object) const {
+  if (m_Delete && object) m_Delete(object);
+}
 
 void cls_ClassMetadata::DeleteCow(cls_IntCOW* cow) const {
   if (m_Dtor) m_Dtor(cow);
@@ -96,6 +98,11 @@ cls_ClassMetadata& cls_ClassMetadata::AddAttribute(const cls_FieldHandle& field,
 
 cls_ClassMetadata& cls_ClassMetadata::AddDtor(DtorFunction dtor) {
   m_Dtor = dtor;
+  return *this;
+}
+
+cls_ClassMetadata& cls_ClassMetadata::AddObjectDelete(DeleteFunction del) {
+  m_Delete = del;
   return *this;
 }
 

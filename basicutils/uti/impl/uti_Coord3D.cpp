@@ -42,8 +42,11 @@ void uti_Coord3D::DBWrite(const cls_WriteVisitor& v) const {
 
 void* uti_Coord3D::Construct(cls_ReadVisitor& v) { return new uti_Coord3D(v); }
 
+void uti_Coord3D::Destroy(void* object) { delete static_cast<uti_Coord3D*>(object); }
+
 void uti_Coord3D::InitializeMetadata(cls_ClassRegistrar& r) {
   r.CreateClassMD("uti_Coord3D", TypeId(), 1, &Construct, 1)
+      .AddObjectDelete(&Destroy)
       .AddAttribute(kX, cls_AttrFloat, 1, cls_CollNone)
       .AddAttribute(kY, cls_AttrFloat, 1, cls_CollNone)
       .AddAttribute(kZ, cls_AttrFloat, 1, cls_CollNone);
@@ -80,6 +83,8 @@ void uti_CoordCont3D::DBWrite(const cls_WriteVisitor& v) const {
 
 void* uti_CoordCont3D::Construct(cls_ReadVisitor& v) { return new uti_CoordCont3D(v); }
 
+void uti_CoordCont3D::Destroy(void* object) { delete static_cast<uti_CoordCont3D*>(object); }
+
 void uti_CoordCont3D::DeleteRep(cls_IntCOW* rep) {
   // Every cow_COW has the same two-pointer layout; the registrar hands the
   // handle over untyped.
@@ -90,6 +95,7 @@ void uti_CoordCont3D::DeleteRep(cls_IntCOW* rep) {
 void uti_CoordCont3D::InitializeMetadata(cls_ClassRegistrar& r) {
   r.CreateClassMD("uti_CoordCont3D", TypeId(), kCoordContVersion, &Construct, 1)
       .AddDtor(&DeleteRep)
+      .AddObjectDelete(&Destroy)
       .AddAttribute(kNumCoord, cls_AttributeType(5), 1, cls_CollNone)
       .AddAttribute(kTempCoord, cls_AttributeType(15), cls_SimpleArrayPrim<float>::TypeId(), cls_CollectionType(53));
 }
