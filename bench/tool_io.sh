@@ -42,9 +42,19 @@ cat in data.msf target > /dev/null
 
 # One timed run: prints "microseconds peak_kib". Dirty pages of the run
 # before are written out first, so that no run pays for another's writes.
+#
+# Every run also starts with the same free memory: a section's worth of
+# page cache written and dropped just before. On a virtual machine that
+# hands idle free pages back to its host, a run that needs new page cache
+# otherwise pays for the host backing those pages again, and pays it or not
+# depending on how long memory lay free before it (measured: vnkuti msf get
+# -o took 0.27 s right after such a drop and 1.5 s after six idle seconds;
+# cat varies the same way). Which command follows an idle pause would then
+# decide the ratios.
 measure() {
   local start end rss=0
   sync
+  cat in > warm && rm -f warm
   start=$(date +%s%N)
   if [ -n "$TIME" ]; then
     "$TIME" -f %M -o rss sh -c "$1"
