@@ -41,6 +41,12 @@ int SysTruncate(int fd, off_t size) {
   return plt_PosixFaultAfter(plt_FaultTruncate, plt_PosixRetry([&] { return ::ftruncate(fd, size); }));
 }
 
+// Reserves storage for [offset, offset + length) without changing the size.
+int SysReserve(int fd, off_t offset, off_t length) {
+  return plt_PosixFaultAfter(plt_FaultTruncate,
+                             plt_PosixRetry([&] { return ::fallocate(fd, FALLOC_FL_KEEP_SIZE, offset, length); }));
+}
+
 int SysSync(int fd) { return plt_PosixFaultAfter(plt_FaultFlush, plt_PosixRetry([&] { return ::fsync(fd); })); }
 
 // cmd is F_OFD_SETLK, F_OFD_SETLKW or F_OFD_GETLK.
@@ -210,7 +216,24 @@ bool plt_FileSize(plt_FileHandle h, long long* size) {
 
 bool plt_FileTruncate(plt_FileHandle h, long long size) {
   if (!ValidHandle(h)) return plt_PosixFail(EBADF), false;
-  return SysTruncate(static_cast<int>(h), static_cast<off_t>(size)) == 0;
+  const int fd = static_cast<int>(h);
+  // SetEndOfFile allocates what a file grows by, so a full disk fails there,
+  // before a caller has overwritten anything; ftruncate alone would leave a
+  // hole, and the disk would run full in the middle of the writes that
+  // follow. Storage is reserved first; a file system that cannot reserve
+  // gets the plain truncate.
+  struct stat st;
+  if (plt_PosixFstat(fd, &st) < 0) return false;
+  if (S_ISREG(st.st_mode) && size > st.st_size &&
+      SysReserve(fd, st.st_size, static_cast<off_t>(size - st.st_size)) < 0) {
+    if (errno != EOPNOTSUPP && errno != ENOSYS && errno != EINVAL) {
+      const int err = errno;
+      (void)::ftruncate(fd, st.st_size);  // gives back what a partial reservation took
+      errno = err;
+      return false;
+    }
+  }
+  return SysTruncate(fd, static_cast<off_t>(size)) == 0;
 }
 
 bool plt_FileFlush(plt_FileHandle h) {
