@@ -1,14 +1,10 @@
 // utl_FilePath (lexical), utl_Stat and utl_DiskAttributes against the real
 // file system, and the POSIX reading of Windows path forms.
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <string>
 
-#include "plt/plt_FaultInjection.h"
 #include "support/TestSupport.h"
 #include "utl/utl_DiskAttributes.h"
 #include "utl/utl_FilePath.h"
@@ -19,16 +15,17 @@ namespace {
 std::string S(const cow_String& s) { return vnktest::Str(s); }
 std::string Norm(const char* p) { return S(utl_FilePath(p).Normalized().Path()); }
 std::string Joined(const char* dir, const char* name) { return S(utl_FilePath(dir, name).Path()); }
+std::string Parts(const char* p) {
+  utl_FilePath f(p);
+  return S(f.Directory()) + "|" + S(f.Name()) + "|" + S(f.Extension());
+}
 }  // namespace
 
 TEST(FilePathTest, PartsAndJoining) {
-  utl_FilePath p("/data/run.1/out.dat");
-  EXPECT_EQ(S(p.Directory()) + "|" + S(p.Name()) + "|" + S(p.Extension()), "/data/run.1|out.dat|.dat");
-  EXPECT_EQ(S(utl_FilePath("//x").Directory()), "/");
-  EXPECT_EQ(S(utl_FilePath("a//b").Directory()), "a");
-  EXPECT_EQ(S(utl_FilePath("plain").Directory()) + "|" + S(utl_FilePath("plain").Name()), "|plain");
-  EXPECT_EQ(S(utl_FilePath("/home/.profile").Extension()), "");  // a leading dot is no extension
-  EXPECT_EQ(S(utl_FilePath("run.1/file").Extension()), "");      // nor a dot in the directory
+  // A leading dot is no extension, nor is a dot in the directory.
+  for (auto [in, out] : {std::pair{"/data/run.1/out.dat", "/data/run.1|out.dat|.dat"}, {"//x", "/|x|"}, {"a//b", "a|b|"},
+                         {"plain", "|plain|"}, {"/home/.profile", "/home|.profile|"}, {"run.1/file", "run.1|file|"}})
+    EXPECT_EQ(Parts(in), out) << in;
   EXPECT_EQ(Joined("dir", "f") + " " + Joined("dir/", "f") + " " + Joined("", "f"), "dir/f dir/f f");
   EXPECT_EQ(Joined(".", "") + " " + Joined("dir", "/abs"), ". /abs");
   EXPECT_EQ(utl_FilePath("a/b"), utl_FilePath("a", "b"));
@@ -73,8 +70,7 @@ TEST(StatTest, KindsLinksAccessAndMissingPaths) {
   EXPECT_EQ(f.Size(), 1234);
   EXPECT_EQ(f.ModificationTime(), static_cast<long long>(st.st_mtime));
   EXPECT_TRUE(utl_Stat((dir.Path() + "/").c_str()).IsDirectory());
-  EXPECT_TRUE(utl_Stat(link.c_str()).IsRegularFile());
-  EXPECT_TRUE(utl_Stat(link.c_str(), false).IsSymbolicLink());
+  EXPECT_TRUE(utl_Stat(link.c_str()).IsRegularFile() && utl_Stat(link.c_str(), false).IsSymbolicLink());
   EXPECT_FALSE(utl_Stat(dangling.c_str()).Exists());
   EXPECT_TRUE(utl_Stat(dangling.c_str(), false).Exists());
 
@@ -87,8 +83,7 @@ TEST(StatTest, KindsLinksAccessAndMissingPaths) {
   EXPECT_EQ(missing.Size(), 3);
 
   ASSERT_EQ(chmod(file.c_str(), 0600), 0);
-  EXPECT_TRUE(f.IsReadable() && f.IsWritable());
-  EXPECT_FALSE(f.IsExecutable());
+  EXPECT_TRUE(f.IsReadable() && f.IsWritable() && !f.IsExecutable());
   ASSERT_EQ(chmod(file.c_str(), 0700), 0);
   EXPECT_TRUE(f.IsExecutable());                              // asked now, not when made
   EXPECT_FALSE(utl_Stat(dir.Path().c_str()).IsExecutable());  // searchable is not runnable
@@ -110,8 +105,6 @@ TEST(DiskAttributesTest, AgreesWithStatvfs) {
   unsigned long long avail = static_cast<unsigned long long>(st.f_bavail) * st.f_frsize;
   unsigned long long free1 = utl_DiskAttributes::GetFreeDiskSpace(dir.Path().c_str());
   EXPECT_LT(free1 > avail ? free1 - avail : avail - free1, 64ull << 20);
-
-  utl_DiskAttributes missing(dir.File("none").c_str());
-  EXPECT_EQ(missing.Error(), ENOENT);
+  EXPECT_EQ(utl_DiskAttributes(dir.File("none").c_str()).Error(), ENOENT);
   EXPECT_EQ(utl_DiskAttributes::GetFreeDiskSpace(dir.File("none").c_str()), 0u);
 }

@@ -3,18 +3,15 @@
 // unusable directories.
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
+#include <iterator>
 #include <memory>
 #include <set>
-#include <sstream>
 #include <vector>
 
-#include "plt/plt_FaultInjection.h"
 #include "support/TestSupport.h"
 #include "utl/utl_CommandLine.h"
 #include "utl/utl_DiskAttributes.h"
@@ -64,9 +61,7 @@ std::string NameOrError() {
 }
 
 size_t Entries(const std::string& dir) {
-  size_t n = 0;
-  for (auto it = std::filesystem::directory_iterator(dir); it != std::filesystem::directory_iterator(); ++it) ++n;
-  return n;
+  return std::distance(std::filesystem::directory_iterator(dir), std::filesystem::directory_iterator());
 }
 
 // Drops root in a forked child, so that permissions apply. False if it can't.
@@ -85,12 +80,10 @@ class TempFileTest : public ::testing::Test {
 
 }  // namespace
 
+// The open and "can't" texts are checked where the calls raise them.
 TEST(TempFileExceptionTest, TextsAndFamily) {
-  EXPECT_EQ(Caught<utl_TempFileOpenExc>([] { throw utl_TempFileOpenExc("/s/f", "Permission denied"); }),
-            "*** ERROR: Can't create temporary file: /s/f, system error: Permission denied");
   EXPECT_EQ(Caught<utl_TempFileDirExc>([] { throw utl_TempFileDirExc("/etc/passwd"); }),
             "*** ERROR: Not a directory: /etc/passwd");
-  EXPECT_EQ(Caught<utl_TempFileCantExc>([] { throw utl_TempFileCantExc(); }), kCant);
   EXPECT_EQ(Caught<utl_TempFileNoDirExc>([] { throw utl_TempFileNoDirExc(); }),
             "*** ERROR: Can't find directory in which to place temporary file.");
   EXPECT_EQ(Caught<utl_TempFileException>([] { throw utl_TempFileException("as %1$s given"); }),
@@ -137,8 +130,7 @@ TEST(TempFileDirectoryTest, ExecutedChildReadsItsEnvironment) {
     std::string cmd = "env -u SCRATCH -u TMPDIR VNKUTI_TEMP_CHILD_OUT='" + out.File("r") + "' " + env + " '" +
                       vnktest::SelfPath() + "' --gtest_filter=TempFileChild.ReportName >/dev/null 2>&1";
     EXPECT_EQ(std::system(cmd.c_str()), 0) << cmd;
-    std::ifstream in(out.File("r"));
-    return std::string(std::istreambuf_iterator<char>(in), {});
+    return vnktest::ReadAll(out.File("r"));
   };
   EXPECT_EQ(run("TMPDIR=" + d1.Path()).substr(0, d1.Path().size() + 12), d1.Path() + "/VnkTempFile");
   EXPECT_EQ(run("SCRATCH=" + d2.Path() + " TMPDIR=" + d1.Path()).substr(0, d2.Path().size() + 12),
@@ -185,15 +177,12 @@ TEST_F(TempFileTest, OpenCallsAndTheDestructorsDelete) {
     int fd = t.Descriptor();
     ASSERT_GE(fd, 0);
     EXPECT_EQ(write(fd, "abc", 3), 3);
-    struct stat st;
-    ASSERT_EQ(stat(path.c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0777, 0600u);
+    EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0600));
     EXPECT_NE(fcntl(fd, F_GETFD) & FD_CLOEXEC, 0);
     EXPECT_EQ(Caught<utl_TempFileOpenExc>([&] { t.Create(); }), CantCreate(path, "File exists"));
     EXPECT_EQ(t.Descriptor(), fd);  // the failed create kept the open one
     t.Open();                       // replaces the descriptor, closing the old one
-    EXPECT_NE(t.Descriptor(), -1);
-    EXPECT_EQ(fcntl(fd, F_GETFD), -1);
+    EXPECT_TRUE(t.Descriptor() != -1 && fcntl(fd, F_GETFD) == -1);
     char buf[4] = {};
     EXPECT_EQ(read(t.Descriptor(), buf, 3), 3);
     EXPECT_STREQ(buf, "abc");
@@ -234,10 +223,8 @@ TEST_F(TempFileTest, NamesAreUniqueOverManyCreationsAndProcesses) {
     return names;
   };
   auto distinct = [](const std::string& lines) {
-    std::set<std::string> names;
     std::istringstream in(lines);
-    for (std::string line; std::getline(in, line);) names.insert(line);
-    return names.size();
+    return std::set<std::string>(std::istream_iterator<std::string>(in), {}).size();
   };
   EXPECT_EQ(distinct(createMany(2000)), 2000u);
   EXPECT_EQ(Entries(m_Dir.Path()), 0u);
@@ -290,10 +277,8 @@ TEST(TempFileDirectoryTest, UnwritableAndUnsearchableDirectories) {
   };
   std::string r = WithSources(ro.c_str(), nullptr, nullptr, create);
   if (r == "<skip>") GTEST_SKIP() << "cannot give up root";
-  std::string head = "*** ERROR: Can't create temporary file: " + ro + "/VnkTempFile";
-  std::string tail = ", system error: Permission denied";
-  EXPECT_EQ(r.substr(0, head.size()), head);
-  EXPECT_EQ(r.substr(r.size() - tail.size()), tail) << r;
+  const std::string head = "*** ERROR: Can't create temporary file: " + ro + "/VnkTempFile";  // and six characters
+  EXPECT_EQ(r.substr(0, head.size()) + r.substr(head.size() + 6), head + ", system error: Permission denied") << r;
   EXPECT_EQ(WithSources(noSearch.c_str(), nullptr, nullptr,
                         [] { return ActAsNobody() ? NameOrError() : std::string("<skip>"); }),
             "!" + kCant);
