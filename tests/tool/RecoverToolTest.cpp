@@ -2,8 +2,6 @@
 // and for rm, and after a copy over the data file that stopped midway: the
 // file always ends up with the old sections or the new ones, whole, and no
 // lock or staging file is left behind.
-#include <dirent.h>
-
 #include <algorithm>
 
 #include "ToolRun.h"
@@ -18,23 +16,18 @@ class RecoverTool : public ::testing::Test {
   std::string file = dir.File("data.msf");
 
   void Put(const std::string& section, const std::string& bytes) {
-    Options o;
-    o.input = bytes;
-    ASSERT_EQ(Tool({"msf", "put", file, section}, o).status, 0);
+    ASSERT_EQ(Tool({"msf", "put", file, section}, In(bytes)).status, 0);
   }
   // The save of args, ended just before step.
   Result Crash(std::vector<std::string> args, int step, const std::string& input = "") {
-    Options o;
-    o.input = input;
+    Options o = In(input);
     o.env = {"VNKUTI_TOOL_SAVE_STOP=" + std::to_string(step)};
     return Tool(args, o);
   }
   std::vector<std::string> Leftovers() {
     std::vector<std::string> names;
-    DIR* d = opendir(dir.Path().c_str());
-    while (dirent* e = readdir(d))
-      if (e->d_name[0] != '.' && std::string(e->d_name) != "data.msf") names.push_back(e->d_name);
-    closedir(d);
+    for (const auto& e : std::filesystem::directory_iterator(dir.Path()))
+      if (e.path().filename() != "data.msf") names.push_back(e.path().filename());
     std::sort(names.begin(), names.end());
     return names;
   }
@@ -48,7 +41,7 @@ class RecoverTool : public ::testing::Test {
 TEST_F(RecoverTool, SaveKilledAtEveryStepLeavesOldOrNewSections) {
   Put("keep", std::string(5000, 'k'));
   Put("drop", std::string(3000, 'd'));
-  const std::string old = ReadFile(file);
+  const std::string old = ReadAll(file);
   const std::string oldList = Tool({"msf", "list", file}).out;
   for (int rm = 0; rm < 2; ++rm) {
     std::vector<std::string> args = rm ? std::vector<std::string>{"msf", "rm", file, "drop"}
@@ -59,7 +52,7 @@ TEST_F(RecoverTool, SaveKilledAtEveryStepLeavesOldOrNewSections) {
       Result done = Tool(args, In(AllBytes(70000)));
       ASSERT_EQ(done.status, 0) << Show(done);
       newList = Tool({"msf", "list", file}).out;
-      WriteFile(file, old);
+      WriteAll(file, old);
     }
     for (int step = 1; step <= 8; ++step) {
       SCOPED_TRACE((rm ? "rm, step " : "put, step ") + std::to_string(step));
@@ -70,12 +63,8 @@ TEST_F(RecoverTool, SaveKilledAtEveryStepLeavesOldOrNewSections) {
       // Without -unlock, a stale lock stops any change. The staging file
       // exists from the first write to it, in step 3.
       Result locked = Tool({"msf", "recover", file});
-      if (step >= 4) {
-        EXPECT_EQ(locked.status, 1) << Show(locked);
-        EXPECT_NE(locked.err.find("Cannot create the lock file."), std::string::npos);
-      } else {
-        EXPECT_EQ(locked.status, 0) << Show(locked);
-      }
+      EXPECT_EQ(locked.status, step >= 4 ? 1 : 0) << Show(locked);
+      if (step >= 4) EXPECT_NE(locked.err.find("Cannot create the lock file."), std::string::npos);
       Result r = Tool({"msf", "recover", file, "-unlock"});
       EXPECT_EQ(r.status, 0) << Show(r);
       EXPECT_NE(r.out.find("removed the lock file"), std::string::npos) << r.out;
@@ -83,10 +72,8 @@ TEST_F(RecoverTool, SaveKilledAtEveryStepLeavesOldOrNewSections) {
       EXPECT_EQ(Tool({"msf", "verify", file}).status, 0);
       // Before the copy (step 7) the old file stands; after it, the new one.
       EXPECT_EQ(Tool({"msf", "list", file}).out, step == 8 ? newList : oldList);
-      if (step < 8) {
-        EXPECT_TRUE(ReadFile(file) == old);
-      }
-      WriteFile(file, old);
+      if (step < 8) EXPECT_TRUE(ReadAll(file) == old);
+      WriteAll(file, old);
     }
   }
 }
@@ -94,24 +81,24 @@ TEST_F(RecoverTool, SaveKilledAtEveryStepLeavesOldOrNewSections) {
 TEST_F(RecoverTool, CopyStoppedMidwayIsRestoredFromTheStagingImage) {
   Put("a", std::string(4000, 'a'));
   Put("b", std::string(4000, 'b'));
-  const std::string old = ReadFile(file);
+  const std::string old = ReadAll(file);
   Result crash = Crash({"msf", "put", file, "a", "-i", "-"}, 7, AllBytes(9000));
   ASSERT_EQ(crash.status, 86);
   const std::string staging = Staging();
   ASSERT_NE(staging, "");
-  const std::string image = ReadFile(staging);
+  const std::string image = ReadAll(staging);
   // The copy over the data file got part of the way.
   for (std::size_t cut : {std::size_t(1), std::size_t(100), image.size() / 2, image.size() - 1}) {
     SCOPED_TRACE(cut);
     std::string partial = image.substr(0, cut) + (cut < old.size() ? old.substr(cut) : "");
     partial.resize(image.size(), '\0');
-    WriteFile(file, partial);
-    WriteFile(staging, image);
-    WriteFile(file + ".lock", "");
+    WriteAll(file, partial);
+    WriteAll(staging, image);
+    WriteAll(file + ".lock", "");
     Result r = Tool({"msf", "recover", "-unlock", file});
     EXPECT_EQ(r.status, 0) << Show(r);
     EXPECT_NE(r.out.find("restored " + file + " from " + staging), std::string::npos) << r.out;
-    EXPECT_TRUE(ReadFile(file) == image);
+    EXPECT_TRUE(ReadAll(file) == image);
     EXPECT_EQ(Leftovers(), std::vector<std::string>());
   }
   EXPECT_TRUE(Tool({"msf", "get", file, "a"}).out == AllBytes(9000));
@@ -119,16 +106,16 @@ TEST_F(RecoverTool, CopyStoppedMidwayIsRestoredFromTheStagingImage) {
 
 TEST_F(RecoverTool, NothingToRestoreFromIsAnError) {
   Put("a", std::string(100, 'a'));
-  std::string bad = ReadFile(file);
+  std::string bad = ReadAll(file);
   bad.back() ^= 1;
-  WriteFile(file, bad);
-  WriteFile(file + ".77.tmp", "half an image");
+  WriteAll(file, bad);
+  WriteAll(file + ".77.tmp", "half an image");
   Result r = Tool({"msf", "recover", file});
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.out, "");
   EXPECT_NE(r.err.find("staging file " + file + ".77.tmp: unreadable"), std::string::npos) << r.err;
   EXPECT_NE(r.err.find("\"" + file + "\": Damaged, and no staging file holds a complete image"), std::string::npos);
-  EXPECT_EQ(ReadFile(file), bad);
+  EXPECT_EQ(ReadAll(file), bad);
   EXPECT_TRUE(Exists(file + ".77.tmp"));
 
   Result fine = Tool({"msf", "recover", dir.File("other.msf")});
