@@ -29,19 +29,14 @@ TEST(Coordinates, ContainerRegistrationFollowsTheModel) {
     EXPECT_EQ(md->Version(), 203);
     EXPECT_EQ(md->BaseClassID(), 1u);
     EXPECT_NE(md->GetDtorFunction(), nullptr);
-    const cls_AttributeMetadata& n = md->GetAttribute("numCoord");
-    EXPECT_EQ(n.m_AttributeType, 5);
-    EXPECT_EQ(n.m_ClassID, 1u);
-    EXPECT_EQ(n.m_CollectionType, 0);
-    const cls_AttributeMetadata& t = md->GetAttribute("tempCoord");
-    EXPECT_EQ(t.m_AttributeType, 15);
-    EXPECT_EQ(t.m_ClassID, 0x230003u);
-    EXPECT_EQ(t.m_CollectionType, 53);
+    const cls_AttributeMetadata &n = md->GetAttribute("numCoord"), &t = md->GetAttribute("tempCoord");
+    EXPECT_TRUE(n.m_AttributeType == 5 && n.m_ClassID == 1u && n.m_CollectionType == 0) << bit;
+    EXPECT_TRUE(t.m_AttributeType == 15 && t.m_ClassID == 0x230003u && t.m_CollectionType == 53) << bit;
   }
   // Mask 6: the third and second registrars, remembered for bit 4 only.
   EXPECT_FALSE(Registrars().GetRegistrar(1).ClassIsPresent(uti_Coord3D::TypeId()));
-  EXPECT_TRUE(Registrars().GetRegistrar(2).ClassIsPresent(uti_Coord3D::TypeId()));
-  EXPECT_TRUE(Registrars().GetRegistrar(4).ClassIsPresent(uti_Coord3D::TypeId()));
+  EXPECT_TRUE(Registrars().GetRegistrar(2).ClassIsPresent(uti_Coord3D::TypeId()) &&
+              Registrars().GetRegistrar(4).ClassIsPresent(uti_Coord3D::TypeId()));
   cls_ClassRegistrar mine;
   Registrars().initMetadata(&mine, 1);
   EXPECT_TRUE(mine.ClassIsPresent(uti_CoordCont3D::TypeId()));
@@ -64,11 +59,9 @@ TEST(Coordinates, ContainerRoundTripsThroughTheStore) {
   EXPECT_EQ(o->FindField("numCoord")->Value().Integer(), 3);
   const cls_MemObject* array = o->FindField("tempCoord")->Value().Object();
   ASSERT_NE(array, nullptr);
-  EXPECT_EQ(array->ClassID(), 0x230003u);
+  EXPECT_TRUE(array->ClassID() == 0x230003u && array->CheckedType() == 53);
   EXPECT_EQ(array->Uid(), c.GetUid());  // the array shares the container's identity
-  EXPECT_EQ(array->CheckedType(), 53);
-  EXPECT_EQ(array->FieldAt(0).Name(), "data");
-  EXPECT_EQ(array->FieldAt(0).Collection()->Count(), 9);
+  EXPECT_TRUE(array->FieldAt(0).Name() == "data" && array->FieldAt(0).Collection()->Count() == 9);
 
   cls_ReadVisitor root(store.MakeReadMemento());
   const cls_ClassRegistrar& r = Registrars().GetRegistrar(1);
@@ -100,10 +93,8 @@ TEST(Coordinates, ShortOrMissingArrayGivesFewerCoordinates) {
     d.Write(cls_FieldHandle("numCoord", 0), 2);
   }
   cls_ReadVisitor root(store.MakeReadMemento());
-  cls_ReadVisitor s(root, cls_FieldHandle("short", 0));
-  EXPECT_EQ(uti_CoordCont3D(s).Count(), 1);
-  cls_ReadVisitor b(root, cls_FieldHandle("bare", 1));
-  EXPECT_EQ(uti_CoordCont3D(b).Count(), 0);
+  EXPECT_EQ(uti_CoordCont3D(cls_ReadVisitor(root, cls_FieldHandle("short", 0))).Count(), 1);
+  EXPECT_EQ(uti_CoordCont3D(cls_ReadVisitor(root, cls_FieldHandle("bare", 1))).Count(), 0);
 }
 
 TEST(Coordinates, RegisteredDestructorReleasesASharedContainer) {

@@ -29,11 +29,24 @@ struct ScopedEnv {
 
 constexpr unsigned kA = 0x230101, kB = 0x230102, kC = 0x230103;
 
-TEST(ClassRegistrar, RepeatedRegistrationKeepsTheFirstRecordAndWarnsOnlyUnderVornikSite) {
-  NoHooks nh;
+// A private registrar, looked up without the exception module's hooks.
+class ClassRegistrar : public ::testing::Test {
+ protected:
+  NoHooks m_NoHooks;
+  cls_ClassRegistrar r;
+};
+
+// "name/version ..." of the records in l.
+std::string Records(const cow_List<cls_ClassMetadataHld>& l) {
+  std::string s;
+  for (int i = 0; i < l.Count(); ++i)
+    s += (i ? " " : "") + std::string(l[i]->ClassName().c_str()) + "/" + std::to_string(l[i]->Version());
+  return s;
+}
+
+TEST_F(ClassRegistrar, RepeatedRegistrationKeepsTheFirstRecordAndWarnsOnlyUnderVornikSite) {
   {
     ScopedEnv env("VORNIK_SITE", nullptr);
-    cls_ClassRegistrar r;
     cls_ClassMetadata& first = r.CreateClassMD("nex_Exception", 0x1F0001, 800, nullptr, 1);
     vnktest::CaptureCerr quiet;
     cls_ClassMetadata& again = r.CreateClassMD("other name", 0x1F0001, 800, nullptr, 1).AddTableExtentQuantum(9);
@@ -45,8 +58,6 @@ TEST(ClassRegistrar, RepeatedRegistrationKeepsTheFirstRecordAndWarnsOnlyUnderVor
     EXPECT_EQ(r.GetClassID("nex_Exception"), 0x1F0001u);
   }
   ScopedEnv env("VORNIK_SITE", "");  // any value, even empty
-  cls_ClassRegistrar r;
-  r.CreateClassMD("nex_Exception", 0x1F0001, 800, nullptr, 1);
   vnktest::CaptureCerr err;
   r.CreateClassMD("nex_Exception", 0x1F0001, 800, nullptr, 1);
   r.CreateClassMD("", 0x1F0001, 800, nullptr, 1);
@@ -55,9 +66,7 @@ TEST(ClassRegistrar, RepeatedRegistrationKeepsTheFirstRecordAndWarnsOnlyUnderVor
             "WARNING: Metadata for class  version 800 has been initialized more than once.\n");
 }
 
-TEST(ClassRegistrar, LatestMapKeepsTheHighestVersion) {
-  NoHooks nh;
-  cls_ClassRegistrar r;
+TEST_F(ClassRegistrar, LatestMapKeepsTheHighestVersion) {
   r.CreateClassMD("B", kB, 2, nullptr, 1);
   r.CreateClassMD("B-renamed", kB, 1, nullptr, 1);
   r.CreateClassMD("A", kA, 1, nullptr, 1);
@@ -65,15 +74,9 @@ TEST(ClassRegistrar, LatestMapKeepsTheHighestVersion) {
   EXPECT_EQ(r.ConstGet(kB)->Version(), 2);
   EXPECT_EQ(r.GetClassMetadata(kB, 1)->ClassName(), "B-renamed");
 
-  cow_List<cls_ClassMetadataHld> history = r.GetHistoryMDList();
-  ASSERT_EQ(history.Count(), 3);
-  EXPECT_EQ(history[0]->ClassID(), kA);
-  EXPECT_EQ(history[1]->Version(), 1);
-  EXPECT_EQ(history[2]->Version(), 2);
-  cow_List<cls_ClassMetadataHld> latest = r.GetMDList();
-  ASSERT_EQ(latest.Count(), 2);
-  EXPECT_EQ(latest[0]->ClassID(), kA);
-  EXPECT_EQ(latest[1], r.ConstGet(kB));
+  EXPECT_EQ(Records(r.GetHistoryMDList()), "A/1 B-renamed/1 B/2");
+  EXPECT_EQ(Records(r.GetMDList()), "A/1 B/2");
+  EXPECT_EQ(r.GetMDList()[1], r.ConstGet(kB));
 
   r.CreateClassMD("B3", kB, 3, nullptr, 1);  // newer: replaces, name map untouched
   EXPECT_EQ(r.ConstGet(kB)->ClassName(), "B3");
@@ -81,43 +84,30 @@ TEST(ClassRegistrar, LatestMapKeepsTheHighestVersion) {
   EXPECT_EQ(r.GetClassID("B"), kB);
 }
 
-TEST(ClassRegistrar, VersionNeighbours) {
-  NoHooks nh;
-  cls_ClassRegistrar r;
+TEST_F(ClassRegistrar, VersionNeighbours) {
   for (int v : {7, 1, 5, 2}) r.CreateClassMD("A", kA, v, nullptr, 1);
   r.CreateClassMD("B", kB, 4, nullptr, 1);  // another class's versions must not count
-  EXPECT_EQ(r.GetFirstClassVersionNumberGREQ(kA, 3), 5);
-  EXPECT_EQ(r.GetFirstClassVersionNumberGREQ(kA, 5), 5);
-  EXPECT_EQ(r.GetFirstClassVersionNumberGREQ(kA, 8), -1);
-  EXPECT_EQ(r.GetPreviousClassVersionNumber(kA, 5), 2);
-  EXPECT_EQ(r.GetPreviousClassVersionNumber(kA, 1), -1);
-  EXPECT_EQ(r.GetPreviousClassVersionNumber(kA, 100), 7);
+  for (auto [v, greq, previous] : {std::tuple{3, 5, 2}, {5, 5, 2}, {8, -1, 7}, {1, 1, -1}, {100, -1, 7}}) {
+    EXPECT_EQ(r.GetFirstClassVersionNumberGREQ(kA, v), greq) << v;
+    EXPECT_EQ(r.GetPreviousClassVersionNumber(kA, v), previous) << v;
+  }
   EXPECT_EQ(r.GetFirstClassVersionNumberGREQ(kC, 0), -1);
-}
-
-TEST(ClassRegistrar, InheritanceFollowsRegisteredBases) {
-  NoHooks nh;
-  cls_ClassRegistrar r;
-  r.CreateClassMD("A", kA, 1, nullptr, 1);
-  r.CreateClassMD("B", kB, 1, nullptr, kA);
-  r.CreateClassMD("C", kC, 1, nullptr, kB);
-  EXPECT_TRUE(r.InheritanceCheck(0x99, 0x99));  // itself, even unregistered
-  EXPECT_TRUE(r.InheritanceCheck(kC, kA));
-  EXPECT_TRUE(r.InheritanceCheck(kC, 1));
-  EXPECT_FALSE(r.InheritanceCheck(kA, kC));
-  EXPECT_FALSE(r.InheritanceCheck(0x99, kA));
 }
 
 int g_Deleted = 0;
 void DtorA(cls_IntCOW*) { g_Deleted += 1; }
 void DtorB(cls_IntCOW*) { g_Deleted += 10; }
 
-TEST(ClassRegistrar, DeleteCowUsesTheNearestDestructor) {
-  NoHooks nh;
-  cls_ClassRegistrar r;
+// C derives from B, B from A; A and C have destructors.
+TEST_F(ClassRegistrar, InheritanceAndDeleteCowFollowRegisteredBases) {
   r.CreateClassMD("A", kA, 1, nullptr, 1).AddDtor(&DtorA);
   r.CreateClassMD("B", kB, 1, nullptr, kA);
   r.CreateClassMD("C", kC, 1, nullptr, kB).AddDtor(&DtorB);
+  EXPECT_TRUE(r.InheritanceCheck(0x99, 0x99));  // itself, even unregistered
+  EXPECT_TRUE(r.InheritanceCheck(kC, kA) && r.InheritanceCheck(kC, 1));
+  EXPECT_FALSE(r.InheritanceCheck(kA, kC) || r.InheritanceCheck(0x99, kA));
+
+  // The nearest destructor up the chain.
   cls_IntCOW cow;
   g_Deleted = 0;
   EXPECT_FALSE(r.DeleteCow(1, &cow));
@@ -128,35 +118,24 @@ TEST(ClassRegistrar, DeleteCowUsesTheNearestDestructor) {
   EXPECT_FALSE(r.DeleteCow(0x99, &cow));  // unknown and no hook: nothing found
 }
 
-TEST(ClassRegistrar, FailedLookupsAnswerDefaultsWithoutHooks) {
-  NoHooks nh;
-  cls_ClassRegistrar r;
-  EXPECT_TRUE(r.ConstGet(kA).IsEmpty());
-  EXPECT_TRUE(r.GetClassMetadata(kA, 3).IsEmpty());
+TEST_F(ClassRegistrar, FailedLookupsAnswerDefaultsWithoutHooks) {
+  EXPECT_TRUE(r.ConstGet(kA).IsEmpty() && r.GetClassMetadata(kA, 3).IsEmpty() && !r.ClassIsPresent(kA));
   EXPECT_EQ(r.GetClassID("nothing"), 0u);
   EXPECT_EQ(r.GetLastClassVersionNumber(kA), -1);
-  EXPECT_FALSE(r.ClassIsPresent(kA));
   r.DeleteClass("alias", kB);
   r.DeleteClass("alias", kC);  // the first entry stays
   EXPECT_EQ(r.GetClassID("alias"), kB);
 }
 
-TEST(ClassMetadata, BuildersAndDefaults) {
-  NoHooks nh;
-  cls_ClassRegistrar r;
+TEST_F(ClassRegistrar, MetadataBuildersAndDefaults) {
   cls_ClassMetadata& md = r.CreateClassMD("A", kA, 1, nullptr, 1);
-  EXPECT_EQ(md.TableExtentQuantum(), 4);
-  EXPECT_EQ(md.MaxFieldID(), -1);
-  EXPECT_EQ(md.GetDtorFunction(), nullptr);
+  EXPECT_TRUE(md.TableExtentQuantum() == 4 && md.MaxFieldID() == -1 && md.GetDtorFunction() == nullptr);
   md.AddAttribute(cls_FieldHandle("b", 7), cls_AttrInt, 1, cls_CollNone)
       .AddAttribute(cls_FieldHandle("a", 3), cls_AttrArray, 0x230003, cls_CollectionType(53))
       .AddAttribute(cls_FieldHandle("a", 9), cls_AttrInt, 1, cls_CollNone);  // repeated name: ignored
   EXPECT_EQ(md.MaxFieldID(), 7);
-  EXPECT_EQ(md.GetAttribute("a").m_FieldID, 3);
-  EXPECT_EQ(md.GetAttribute("a").m_CollectionType, 53);
-  const cls_AttributeMetadata& absent = md.GetAttribute("zz");
-  EXPECT_EQ(absent.m_FieldID, -1);
-  EXPECT_EQ(absent.m_CollectionType, cls_CollNone);
+  EXPECT_TRUE(md.GetAttribute("a").m_FieldID == 3 && md.GetAttribute("a").m_CollectionType == 53);
+  EXPECT_TRUE(md.GetAttribute("zz").m_FieldID == -1 && md.GetAttribute("zz").m_CollectionType == cls_CollNone);
 }
 
 TEST(ClassMetadataDeathTest, ClassThatIsItsOwnBaseAborts) {
@@ -183,12 +162,9 @@ TEST(MetadataRegistrar, MaskSevenCallsFirstThirdSecond) {
   cls_MetadataRegistrar m;
   g_Calls.clear();
   m.initClassMetadata(&RecordF, 7);
-  ASSERT_EQ(g_Calls.size(), 3u);
-  EXPECT_EQ(g_Calls[0], &m.GetRegistrar(1));
-  EXPECT_EQ(g_Calls[1], &m.GetRegistrar(2));
-  EXPECT_EQ(g_Calls[2], &m.GetRegistrar(4));
-  EXPECT_EQ(m.GetFunctions(1).Count(), 1);
-  EXPECT_EQ(m.GetFunctions(4).Count(), 1);
+  EXPECT_EQ(g_Calls,
+            (std::vector<const cls_ClassRegistrar*>{&m.GetRegistrar(1), &m.GetRegistrar(2), &m.GetRegistrar(4)}));
+  EXPECT_TRUE(m.GetFunctions(1).Count() == 1 && m.GetFunctions(4).Count() == 1);
 
   cls_ClassRegistrar mine;
   g_Calls.clear();
@@ -215,31 +191,21 @@ TEST(MetadataRegistrar, ReplayFollowsRegistrationOrderBitOneFirst) {
 
 // ------------------------------------------------------ collection types
 
+// What cls_CollectionTypeFix makes of t for elements of each type T.
+template <class... T>
+std::vector<int> FixedFor(int t) {
+  return {cls_CollectionTypeFix(static_cast<cls_CollectionType>(t), static_cast<T*>(nullptr))...};
+}
+std::vector<int> Fixed(int t) { return FixedFor<bool, double, float, int, cow_String, unsigned>(t); }
+
 TEST(CollectionTypes, FixFollowsTheTable) {
-  struct Row {
-    int generic, b, d, f, i, s, u;
-  };
-  const Row rows[] = {
-      {5, 5, 5, 5, 3, 2, 5},          {50, 51, 52, 53, 54, 55, 57},   {60, 61, 62, 63, 64, 65, 66},
-      {70, 71, 72, 73, 74, 75, 76},   {80, 81, 82, 83, 84, 85, 87},   {90, 91, 92, 93, 94, 95, 96},
-      {100, 101, 102, 103, 104, 105, 106},
-  };
-  for (const Row& r : rows) {
-    cls_CollectionType g = static_cast<cls_CollectionType>(r.generic);
-    EXPECT_EQ(cls_CollectionTypeFix(g, static_cast<bool*>(nullptr)), r.b) << r.generic;
-    EXPECT_EQ(cls_CollectionTypeFix(g, static_cast<double*>(nullptr)), r.d) << r.generic;
-    EXPECT_EQ(cls_CollectionTypeFix(g, static_cast<float*>(nullptr)), r.f) << r.generic;
-    EXPECT_EQ(cls_CollectionTypeFix(g, static_cast<int*>(nullptr)), r.i) << r.generic;
-    EXPECT_EQ(cls_CollectionTypeFix(g, static_cast<cow_String*>(nullptr)), r.s) << r.generic;
-    EXPECT_EQ(cls_CollectionTypeFix(g, static_cast<unsigned int*>(nullptr)), r.u) << r.generic;
-  }
+  const std::vector<int> rows[] = {  // the generic type, then what it becomes
+      {5, 5, 5, 5, 3, 2, 5},        {50, 51, 52, 53, 54, 55, 57}, {60, 61, 62, 63, 64, 65, 66},
+      {70, 71, 72, 73, 74, 75, 76}, {80, 81, 82, 83, 84, 85, 87}, {90, 91, 92, 93, 94, 95, 96},
+      {100, 101, 102, 103, 104, 105, 106}};
+  for (const auto& row : rows) EXPECT_EQ(Fixed(row[0]), std::vector<int>(row.begin() + 1, row.end())) << row[0];
   // Outside the rows, and between them, values come back unchanged.
-  for (int v : {0, 1, 4, 6, 49, 51, 55, 99, 101, 110, -50}) {
-    cls_CollectionType t = static_cast<cls_CollectionType>(v);
-    EXPECT_EQ(cls_CollectionTypeFix(t, static_cast<int*>(nullptr)), v);
-    EXPECT_EQ(cls_CollectionTypeFix(t, static_cast<unsigned int*>(nullptr)), v);
-    EXPECT_EQ(cls_CollectionTypeFix(t, static_cast<cow_String*>(nullptr)), v);
-  }
+  for (int v : {0, 1, 4, 6, 49, 51, 55, 99, 101, 110, -50}) EXPECT_EQ(Fixed(v), std::vector<int>(6, v)) << v;
 }
 
 TEST(CollectionTypes, MatchRules) {

@@ -1,56 +1,59 @@
 // The visitors' protocol with their mementos, observed through a memento that
-// records the slots it is called through; cls_PC rings.
+// records the slots it is called through.
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "cls/cls_PC.h"
 #include "cls/cls_Visitor.h"
 
 namespace {
 
 std::vector<std::string> g_Log;
 
-// Records every slot it is called through; children record as "child:...".
-class Recorder : public cls_MementoWrite {
- public:
-  explicit Recorder(std::string name, bool owned = true) : m_Name(std::move(name)), m_Owned(owned) {}
-  ~Recorder() override { g_Log.push_back(m_Name + ":deleted"); }
-  bool NeedsDeletion() const override { return m_Owned; }
-  int FieldIsPresent(const cls_FieldHandle&) override {
-    g_Log.push_back(m_Name + ":2");
-    return 1;
-  }
-  cls_MementoWrite* MakeWriteObjWithPtr(const cls_FieldHandle& f, unsigned int id, const cls_Uid&,
-                                        const void*) override {
-    g_Log.push_back(m_Name + ":3:" + f.m_FieldName.c_str() + ":" + std::to_string(id));
-    return new Recorder(f.m_FieldName.c_str());
-  }
-  cls_MementoWrite* MakeWriteObj(const cls_FieldHandle& f, unsigned int id, const cls_Uid&,
-                                 const cls_IntCOW*) override {
-    g_Log.push_back(m_Name + ":4:" + f.m_FieldName.c_str() + ":" + std::to_string(id));
-    return new Recorder(f.m_FieldName.c_str());
-  }
-  cls_MementoWrite* MakeBaseWriteObj(unsigned int id, const cls_Uid&) override {
-    g_Log.push_back(m_Name + ":5:" + std::to_string(id));
-    return new Recorder("base");
-  }
-  void Write(const cls_FieldHandle& f, const cow_String& v) override {
-    g_Log.push_back(m_Name + ":7:" + f.m_FieldName.c_str() + "=" + v.c_str());
-  }
-  void Write(const cls_FieldHandle& f, const bool& v) override {
-    g_Log.push_back(m_Name + ":16:" + f.m_FieldName.c_str() + "=" + (v ? "1" : "0"));
-  }
-  void CheckCollectionType(cls_CollectionType t, const cow_String& name) override {
-    g_Log.push_back(m_Name + ":54:" + std::to_string(t) + ":" + name.c_str());
-  }
-  void StartSharedPtrOutput() override { g_Log.push_back(m_Name + ":56"); }
-  void EndSharedPtrOutput() override { g_Log.push_back(m_Name + ":57"); }
+std::string Name(const cls_FieldHandle& f) { return f.m_FieldName.c_str(); }
 
- private:
+// A memento's name in the log ("name:slot..."), and whether its visitor
+// deletes it.
+struct Logged {
   std::string m_Name;
   bool m_Owned;
+  void Log(const std::string& what) const { g_Log.push_back(m_Name + ":" + what); }
+};
+
+// Records every slot it is called through; children record under the name
+// of their field.
+class Recorder : public cls_MementoWrite, Logged {
+ public:
+  explicit Recorder(std::string name, bool owned = true) : Logged{std::move(name), owned} {}
+  ~Recorder() override { Log("deleted"); }
+  bool NeedsDeletion() const override { return m_Owned; }
+  int FieldIsPresent(const cls_FieldHandle&) override {
+    Log("2");
+    return 1;
+  }
+  cls_MementoWrite* MakeWriteObjWithPtr(const cls_FieldHandle& f, unsigned id, const cls_Uid&, const void*) override {
+    return Child("3:" + Name(f) + ":" + std::to_string(id), Name(f));
+  }
+  cls_MementoWrite* MakeWriteObj(const cls_FieldHandle& f, unsigned id, const cls_Uid&, const cls_IntCOW*) override {
+    return Child("4:" + Name(f) + ":" + std::to_string(id), Name(f));
+  }
+  cls_MementoWrite* MakeBaseWriteObj(unsigned id, const cls_Uid&) override {
+    return Child("5:" + std::to_string(id), "base");
+  }
+  void Write(const cls_FieldHandle& f, const cow_String& v) override { Log("7:" + Name(f) + "=" + v.c_str()); }
+  void Write(const cls_FieldHandle& f, const bool& v) override { Log("16:" + Name(f) + "=" + (v ? "1" : "0")); }
+  void CheckCollectionType(cls_CollectionType t, const cow_String& name) override {
+    Log("54:" + std::to_string(t) + ":" + name.c_str());
+  }
+  void StartSharedPtrOutput() override { Log("56"); }
+  void EndSharedPtrOutput() override { Log("57"); }
+
+ private:
+  Recorder* Child(const std::string& what, const std::string& name) {
+    Log(what);
+    return new Recorder(name);
+  }
 };
 
 // A request that makes recorders, as an object collection writer would.
@@ -143,24 +146,20 @@ TEST(WriteVisitor, VisitorOfAnUnstartedParentWritesNothing) {
 
 // ------------------------------------------------------------ read visitor
 
-class ReadRecorder : public cls_MementoRead {
+class ReadRecorder : public cls_MementoRead, Logged {
  public:
-  ReadRecorder(std::string name, bool owned) : m_Name(std::move(name)), m_Owned(owned) {}
-  ~ReadRecorder() override { g_Log.push_back(m_Name + ":deleted"); }
+  ReadRecorder(std::string name, bool owned) : Logged{std::move(name), owned} {}
+  ~ReadRecorder() override { Log("deleted"); }
   bool NeedsDeletion() const override { return m_Owned; }
   cls_MementoRead* MakeReadObj(const cls_FieldHandle& f) override {
-    g_Log.push_back(m_Name + ":7:" + f.m_FieldName.c_str());
-    return f.m_FieldName == "absent" ? nullptr : new ReadRecorder(f.m_FieldName.c_str(), true);
+    Log("7:" + Name(f));
+    return Name(f) == "absent" ? nullptr : new ReadRecorder(Name(f), true);
   }
   cls_MementoRead* MakeBaseReadObj() override {
-    g_Log.push_back(m_Name + ":8");
+    Log("8");
     return new ReadRecorder("base", true);
   }
   int FieldIsPresent(const cls_FieldHandle&) const override { return 1; }
-
- private:
-  std::string m_Name;
-  bool m_Owned;
 };
 
 TEST(ReadVisitor, CopyConstructorMakesTheBasePart) {
@@ -172,58 +171,14 @@ TEST(ReadVisitor, CopyConstructorMakesTheBasePart) {
     cls_ReadVisitor base(child);  // not a copy
     EXPECT_NE(base.GetMemento(), child.GetMemento());
     cls_ReadVisitor none(root, cls_FieldHandle("absent", 1));
-    EXPECT_EQ(none.FieldIsPresent(cls_FieldHandle("x", 0)), 0);
-    EXPECT_EQ(none.DataIsPresent(cls_FieldHandle("x", 0)), 0);
-    EXPECT_EQ(none.Read(cls_FieldHandle("x", 0), 42), 42);
-    EXPECT_EQ(none.Read(cls_FieldHandle("x", 0), "dflt"), "dflt");
+    const cls_FieldHandle x("x", 0);
+    EXPECT_TRUE(none.FieldIsPresent(x) == 0 && none.DataIsPresent(x) == 0);
+    EXPECT_EQ(none.Read(x, 42), 42);
+    EXPECT_EQ(none.Read(x, "dflt"), "dflt");
     EXPECT_TRUE(none.GetUid().IsEmpty());
   }
   EXPECT_EQ(g_Log, (std::vector<std::string>{"root:7:f", "f:8", "root:7:absent", "base:deleted", "f:deleted"}));
   delete kept;  // the root's memento was not the visitor's to delete
-}
-
-// ------------------------------------------------------------------ cls_PC
-
-class Container : public cls_PC {
- public:
-  void Flush() const override {}
-  void Detach() override {}
-};
-
-TEST(PersistentContainer, RingOperations) {
-  Container a, b, c;
-  EXPECT_EQ(a.Next(), &a);
-  a.Link(&b);
-  EXPECT_EQ(a.Next(), &b);
-  EXPECT_EQ(a.Previous(), &b);
-  EXPECT_EQ(b.Next(), &a);
-  EXPECT_EQ(b.Previous(), &a);
-  a.Link(&c);  // at the end: a b c
-  EXPECT_EQ(b.Next(), &c);
-  EXPECT_EQ(c.Next(), &a);
-  Container d;
-  d.Link(&b);  // moves b: a c | d b
-  EXPECT_EQ(a.Next(), &c);
-  EXPECT_EQ(c.Previous(), &a);
-  EXPECT_EQ(d.Next(), &b);
-  b.Unlink();
-  EXPECT_EQ(d.Next(), &d);
-  EXPECT_EQ(b.Next(), &b);
-  c.Reset();  // neighbours untouched: a still points at c
-  EXPECT_EQ(c.Next(), &c);
-  EXPECT_EQ(a.Next(), &c);
-  a.Reset();
-  {
-    Container e;
-    a.Link(&e);
-  }  // e leaves the ring when destroyed
-  EXPECT_EQ(a.Next(), &a);
-}
-
-TEST(PersistentContainerDeathTest, BaseOperationsAbort) {
-  cls_PC pc;
-  EXPECT_DEATH(pc.Flush(), "Can't flush non-specialized cls_PC object\\.\n");
-  EXPECT_DEATH(pc.Detach(), "Can't detach non-specialized cls_PC object\\.\n");
 }
 
 }  // namespace
