@@ -68,6 +68,14 @@ class ThrPool : public ::testing::Test {
     m_Probes.back().m_Gate = gateOpen;
     return m_Probes.back();
   }
+  // A new probe whose task was handed to the pool.
+  Probe& Hand(bool gateOpen = true, bool keepAlive = false, int tries = 0) {
+    Probe& p = NewProbe(gateOpen);
+    EXPECT_TRUE(m_Pool->RunTask(new ProbeTask(&p), keepAlive, tries));
+    return p;
+  }
+  static bool Set(const std::atomic<bool>& flag) { return WaitUntil([&] { return flag.load(); }); }
+  bool SlotBecomes(int slot, int state) { return WaitUntil([this, slot, state] { return m_Pool->SlotState(slot) == state; }); }
 
   thr_ThreadPool* m_Pool = nullptr;
   int m_Threads = 0;
@@ -79,14 +87,10 @@ class ThrPool : public ::testing::Test {
 
 
 TEST_F(ThrPool, WithoutWorkersTheTaskIsParkedInSlotZeroAndFreedWithThePool) {
-  Probe& p = NewProbe();
-  EXPECT_TRUE(m_Pool->RunTask(new ProbeTask(&p), false, 0));
+  Probe& p = Hand();
   EXPECT_EQ(m_Pool->SlotState(0), thr_ThreadPool::e_taskHandedOver);
   // Slot 0 is now busy; a bounded second try fails and the caller keeps it.
-  Probe& q = NewProbe();
-  auto* kept = new ProbeTask(&q);
-  EXPECT_FALSE(m_Pool->RunTask(kept, false, 3));
-  delete kept;
+  EXPECT_FALSE(m_Pool->RunTask(std::make_unique<ProbeTask>(&NewProbe()).get(), false, 3));
   EXPECT_FALSE(m_Pool->RunTask(nullptr, false, 1));
   std::this_thread::sleep_for(30ms);
   EXPECT_FALSE(p.m_Started.load());
@@ -98,12 +102,11 @@ TEST_F(ThrPool, OneWorkerServesEveryTaskInSlotZero) {
   m_Pool->AddThreads(1, thr_ThreadPool::e_computeThread);
   EXPECT_EQ(m_Pool->ThreadCount(), 1);
   for (int i = 0; i < 5; ++i) {
-    Probe& p = NewProbe();
-    ASSERT_TRUE(m_Pool->RunTask(new ProbeTask(&p), false, 0));
-    ASSERT_TRUE(WaitUntil([&] { return p.m_Finished.load(); }));
+    Probe& p = Hand();
+    ASSERT_TRUE(Set(p.m_Finished));
     EXPECT_EQ(p.m_Slot.load(), 0);
     EXPECT_EQ(p.m_Number.load(), 1);  // slot + 1 inside a worker
-    ASSERT_TRUE(WaitUntil([&] { return m_Pool->SlotState(0) == thr_ThreadPool::e_idle; }));
+    ASSERT_TRUE(SlotBecomes(0, thr_ThreadPool::e_idle));
   }
   EXPECT_EQ(thr_CurrentThreadNumber(), -1);
   EXPECT_EQ(g_TasksGone.load(), 5);
@@ -111,49 +114,39 @@ TEST_F(ThrPool, OneWorkerServesEveryTaskInSlotZero) {
 
 TEST_F(ThrPool, LowestIdleSlotFirstThenTheLastAndFalseWhenAllAreBusy) {
   m_Pool->AddThreads(3, thr_ThreadPool::e_computeThread);
-  Probe* p[3] = {&NewProbe(false), &NewProbe(false), &NewProbe(false)};
+  Probe* p[3];
   for (int i = 0; i < 3; ++i) {
-    ASSERT_TRUE(m_Pool->RunTask(new ProbeTask(p[i]), false, 3));
-    ASSERT_TRUE(WaitUntil([&] { return p[i]->m_Started.load(); }));
+    p[i] = &Hand(false, false, 3);
+    ASSERT_TRUE(Set(p[i]->m_Started));
     EXPECT_EQ(p[i]->m_Slot.load(), i);
   }
-  Probe& extra = NewProbe();
-  auto* task = new ProbeTask(&extra);
-  EXPECT_FALSE(m_Pool->RunTask(task, false, 3));
-  delete task;
+  EXPECT_FALSE(m_Pool->RunTask(std::make_unique<ProbeTask>(&NewProbe()).get(), false, 3));
   // The middle worker comes free: it is the lowest idle one again.
   p[1]->m_Gate = true;
-  ASSERT_TRUE(WaitUntil([&] { return m_Pool->SlotState(1) == thr_ThreadPool::e_idle; }));
-  Probe& again = NewProbe();
-  ASSERT_TRUE(m_Pool->RunTask(new ProbeTask(&again), false, 3));
-  ASSERT_TRUE(WaitUntil([&] { return again.m_Finished.load(); }));
+  ASSERT_TRUE(SlotBecomes(1, thr_ThreadPool::e_idle));
+  Probe& again = Hand(true, false, 3);
+  ASSERT_TRUE(Set(again.m_Finished));
   EXPECT_EQ(again.m_Slot.load(), 1);
 }
 
 
 TEST_F(ThrPool, IdleWorkerStartsATaskPromptlyWhilePollingAndAfter) {
   m_Pool->AddThreads(1, thr_ThreadPool::e_computeThread);
-  std::this_thread::sleep_for(25ms);  // inside the polling turns
-  Probe& early = NewProbe();
-  auto handed = Clock::now();
-  ASSERT_TRUE(m_Pool->RunTask(new ProbeTask(&early), false, 0));
-  ASSERT_TRUE(WaitUntil([&] { return early.m_Finished.load(); }));
-  EXPECT_LT(Ms(early.m_StartTime - handed), 500);
-
-  std::this_thread::sleep_for(1300ms);  // past 100 turns: waiting without limit
-  Probe& late = NewProbe();
-  handed = Clock::now();
-  ASSERT_TRUE(m_Pool->RunTask(new ProbeTask(&late), false, 0));
-  ASSERT_TRUE(WaitUntil([&] { return late.m_Finished.load(); }));
-  EXPECT_LT(Ms(late.m_StartTime - handed), 500);
+  // Inside the polling turns, then past 100 turns (waiting without limit).
+  for (auto idle : {25ms, 1300ms}) {
+    std::this_thread::sleep_for(idle);
+    const auto handed = Clock::now();
+    Probe& p = Hand();
+    ASSERT_TRUE(Set(p.m_Finished));
+    EXPECT_LT(Ms(p.m_StartTime - handed), 500) << idle.count();
+  }
 }
 
 
 TEST_F(ThrPool, DestructionWaitsForARunningTask) {
   m_Pool->AddThreads(2, thr_ThreadPool::e_computeThread);
-  Probe& p = NewProbe(false);
-  ASSERT_TRUE(m_Pool->RunTask(new ProbeTask(&p), false, 0));
-  ASSERT_TRUE(WaitUntil([&] { return p.m_Started.load(); }));
+  Probe& p = Hand(false);
+  ASSERT_TRUE(Set(p.m_Started));
   BoundedThread opener([&] {
     std::this_thread::sleep_for(150ms);
     p.m_Gate = true;
@@ -172,9 +165,8 @@ TEST_F(ThrPool, DestructionWaitsNeitherForKeepAliveTasksNorUnderTheErrorConditio
     g_TasksGone = 0;
     m_Pool = &thr_GlobalSingleton<thr_ThreadPool>::Instance();
     m_Pool->AddThreads(2, thr_ThreadPool::e_computeThread);
-    Probe& p = NewProbe(false);
-    ASSERT_TRUE(m_Pool->RunTask(new ProbeTask(&p), keepAlive, 0));
-    ASSERT_TRUE(WaitUntil([&] { return p.m_Started.load(); }));
+    Probe& p = Hand(false, keepAlive);
+    ASSERT_TRUE(Set(p.m_Started));
     if (!keepAlive) m_Pool->SetErrorCondition(true);
     EndPool();
     EXPECT_FALSE(p.m_Finished.load());
@@ -189,7 +181,7 @@ TEST_F(ThrPool, TerminateThreadEndsAnIdleWorker) {
   m_Pool->AddThreads(2, thr_ThreadPool::e_computeThread);
   std::this_thread::sleep_for(20ms);
   m_Pool->TerminateThread(1);
-  EXPECT_TRUE(WaitUntil([&] { return m_Pool->SlotState(1) == thr_ThreadPool::e_exited; }));
+  EXPECT_TRUE(SlotBecomes(1, thr_ThreadPool::e_exited));
   EXPECT_EQ(m_Pool->SlotState(0), thr_ThreadPool::e_idle);
   m_Pool->TerminateThread(5000);  // outside the table: only finalizes the caller's objects
   EXPECT_EQ(m_Pool->SlotState(5000), -1);
@@ -236,8 +228,7 @@ TEST_F(ThrPool, SuspendStopsWorkersUntilResumed) {
   EXPECT_FALSE(m_Pool->Running());
   const long frozen[2] = {progress[0].load(), progress[1].load()};
   std::this_thread::sleep_for(100ms);
-  EXPECT_EQ(progress[0].load(), frozen[0]);
-  EXPECT_EQ(progress[1].load(), frozen[1]);
+  EXPECT_TRUE(progress[0].load() == frozen[0] && progress[1].load() == frozen[1]);
   m_Pool->ResumeThreads();
   EXPECT_TRUE(m_Pool->Running());
   EXPECT_TRUE(WaitUntil([&] { return progress[0].load() > frozen[0] && progress[1].load() > frozen[1]; }));

@@ -184,9 +184,15 @@ TEST(ThrBarrier, EpisodesAreReusedByTwoToEightThreads) {
   b.BarrierSync(0);
 }
 
+struct LoneBarrierTask : thr_ThreadTask {
+  thr_Barrier* m_Barrier;
+  explicit LoneBarrierTask(thr_Barrier* b) : m_Barrier(b) {}
+  void Run(int) override { m_Barrier->BarrierSync(2); }
+};
+
+// Only one of two threads ever arrives: the spin sees the error condition
+// and ends the process with status 1, from the main thread or a pool thread.
 TEST(ThrBarrierDeathTest, GivesUpWhenThePoolReportsAnError) {
-  // Only one of two threads ever arrives: the spin sees the error condition
-  // and ends the process with status 1.
   EXPECT_EXIT(
       {
         thr_GlobalSingleton<thr_ThreadPool>::Instance().SetErrorCondition(true);
@@ -195,15 +201,6 @@ TEST(ThrBarrierDeathTest, GivesUpWhenThePoolReportsAnError) {
         b.BarrierSync(2);
       },
       ::testing::ExitedWithCode(1), "");
-}
-
-struct LoneBarrierTask : thr_ThreadTask {
-  thr_Barrier* m_Barrier;
-  explicit LoneBarrierTask(thr_Barrier* b) : m_Barrier(b) {}
-  void Run(int) override { m_Barrier->BarrierSync(2); }
-};
-
-TEST(ThrBarrierDeathTest, PoolThreadGivesUpThroughThePool) {
   EXPECT_EXIT(
       {
         thr_ThreadPool& pool = thr_GlobalSingleton<thr_ThreadPool>::Instance();
@@ -244,8 +241,7 @@ TEST(ThrAtomicType, StoresAndCopiesValuesWithoutTheMutex) {
   d = -2.5;
   thr_AtomicType<double>& self = (copy = d);
   d.Unlock();
-  EXPECT_EQ(&self, &copy);
-  EXPECT_EQ(copy.Get(), -2.5);
+  EXPECT_TRUE(&self == &copy && copy.Get() == -2.5);
   thr_AtomicType<unsigned int> u(7u);
   u = 0xFFFFFFFFu;
   EXPECT_EQ(static_cast<unsigned int>(u), 0xFFFFFFFFu);
@@ -270,14 +266,11 @@ TEST(ThrLockPool, GrowsByTenAndHandsOutTheLowestFreeSlot) {
   thr_LockPool pool;
   std::vector<thr_PoolLock*> locks;
   locks.push_back(pool.GetLock());
-  EXPECT_EQ(pool.Capacity(), 10);
-  EXPECT_EQ(locks[0]->Index(), 0);
+  EXPECT_TRUE(pool.Capacity() == 10 && locks[0]->Index() == 0);
   for (int i = 1; i < 10; ++i) locks.push_back(pool.GetLock());
   EXPECT_EQ(pool.Capacity(), 10);
   locks.push_back(pool.GetLock());  // the eleventh
-  EXPECT_EQ(pool.Capacity(), 20);
-  EXPECT_EQ(locks[10]->Index(), 10);
-  EXPECT_EQ(pool.InUse(), 11);
+  EXPECT_TRUE(pool.Capacity() == 20 && locks[10]->Index() == 10 && pool.InUse() == 11);
 
   pool.ReturnLock(locks[3]);
   pool.ReturnLock(locks[3]);  // twice: ignored

@@ -5,12 +5,11 @@
 #include <dirent.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <future>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -20,41 +19,23 @@ using namespace std::chrono_literals;
 
 // A thread that must finish within a limit when joined: one that does not
 // ends the test program at once (a failure, never a hang of the run).
+// Joining waits for the thread's exit, its thread-local objects included.
 class BoundedThread {
  public:
-  explicit BoundedThread(std::function<void()> body)
-      : m_Body(std::move(body)), m_Thread([this] {
-          m_Body();
-          std::lock_guard<std::mutex> lock(m_Mutex);
-          m_Done = true;
-          m_Cond.notify_all();
-        }) {}
+  explicit BoundedThread(std::function<void()> body) : m_Done(std::async(std::launch::async, std::move(body))) {}
   ~BoundedThread() {
-    if (m_Thread.joinable()) Join();
+    if (m_Done.valid()) Join();
   }
-  BoundedThread(const BoundedThread&) = delete;
-  BoundedThread& operator=(const BoundedThread&) = delete;
-
   void Join(std::chrono::milliseconds limit = 30s) {
-    std::unique_lock<std::mutex> lock(m_Mutex);
-    if (!m_Cond.wait_for(lock, limit, [this] { return m_Done; })) {
+    if (m_Done.wait_for(limit) != std::future_status::ready) {
       std::fprintf(stderr, "thread test: a thread did not finish in time\n");
       std::abort();
     }
-    lock.unlock();
-    m_Thread.join();
-  }
-  bool Done() {
-    std::lock_guard<std::mutex> lock(m_Mutex);
-    return m_Done;
+    m_Done.get();
   }
 
  private:
-  std::function<void()> m_Body;
-  std::mutex m_Mutex;
-  std::condition_variable m_Cond;
-  bool m_Done = false;
-  std::thread m_Thread;
+  std::future<void> m_Done;
 };
 
 // Polls pred every millisecond; false when the limit passes first.
