@@ -38,7 +38,7 @@ class SearchTest : public ::testing::Test {
     EXPECT_EQ(chdir(m_OldCwd.c_str()), 0);
   }
   static void Make(const std::string& path, mode_t mode) {
-    WriteFile(path, "#!/bin/sh\n");
+    WriteAll(path, "#!/bin/sh\n");
     chmod(path.c_str(), mode);
   }
   vnktest::TempDir m_Path, m_Cwd;
@@ -84,19 +84,18 @@ TEST(CommandLine, EnvironmentBlockIsSortedAndSized) {
 TEST_F(SearchTest, ProgramSearchAsCreateProcessDoes) {
   cow_String path;
   EXPECT_EQ(uti_LocateProgram(cow_String(), &path), ENOENT);
-  EXPECT_EQ(uti_LocateProgram(C("./no/such"), &path), 0);  // a directory given: the system's to resolve
-  EXPECT_EQ(S(path), "./no/such");
-  // The running program's directory first (the child lives there), then
-  // the current directory, then PATH; a directory or a missing name is none.
-  EXPECT_EQ(uti_LocateProgram(C(Child().substr(Child().rfind('/') + 1)), &path), 0);
-  EXPECT_EQ(S(path), Child());
-  EXPECT_EQ(uti_LocateProgram(C("local"), &path), 0);
-  EXPECT_EQ(S(path), "./local");
-  EXPECT_EQ(uti_LocateProgram(C("tool"), &path), 0);
-  EXPECT_EQ(S(path), m_Path.File("tool"));
-  EXPECT_EQ(uti_LocateProgram(C("locked"), &path), EACCES);
-  EXPECT_EQ(uti_LocateProgram(C("adir"), &path), ENOENT);
-  EXPECT_EQ(uti_LocateProgram(C("missing"), &path), ENOENT);
+  // A directory given: the system's to resolve. Otherwise the running
+  // program's directory first (the child lives there), then the current
+  // directory, then PATH; a directory or a missing name is none.
+  const std::pair<std::string, std::string> found[] = {
+      {"./no/such", "./no/such"}, {Child().substr(Child().rfind('/') + 1), Child()}, {"local", "./local"},
+      {"tool", m_Path.File("tool")}};
+  for (auto& [name, where] : found) {
+    EXPECT_EQ(uti_LocateProgram(C(name), &path), 0) << name;
+    EXPECT_EQ(S(path), where);
+  }
+  for (auto [name, error] : {std::pair{"locked", EACCES}, {"adir", ENOENT}, {"missing", ENOENT}})
+    EXPECT_EQ(uti_LocateProgram(C(name), &path), error) << name;
 }
 
 TEST_F(SearchTest, FindCommandWithoutTheExeRule) {

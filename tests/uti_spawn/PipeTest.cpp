@@ -50,7 +50,7 @@ TEST_F(SpawnTest, SourceLinesAndSinkInput) {
     EXPECT_EQ(s.Reap(0), 0);     // closes the writing end first
     EXPECT_EQ(s.SinkDescriptor(), -1);
   }
-  EXPECT_EQ(ReadFile(File("out")), "read 300000\n");
+  EXPECT_EQ(ReadAll(File("out")), "read 300000\n");
   EXPECT_EQ(OpenFds(), before);
 }
 
@@ -58,8 +58,7 @@ TEST_F(SpawnTest, BothWaysTheSourceStaysUntilTheCodeIsKnown) {
   const int before = OpenFds();
   {
     SourceWithSink s;
-    uti_Redirection r;
-    s.Start(Words({"@cat", "@out=done"}), r);
+    s.Start(Words({"@cat", "@out=done"}));
     EXPECT_EQ(s.Write("alpha\nbeta\n", 11), 11);
     EXPECT_EQ(s.Reap(-1), -1);  // closes the writing end, keeps the reading end
     EXPECT_EQ(s.SinkDescriptor(), -1);
@@ -70,8 +69,7 @@ TEST_F(SpawnTest, BothWaysTheSourceStaysUntilTheCodeIsKnown) {
   }
   {
     SinkWithSource s;
-    uti_Redirection r;
-    s.Start(Words({"@count"}), r);
+    s.Start(Words({"@count"}));
     EXPECT_EQ(s.Write("12345", 5), 5);
     s.Reap(-1);
     EXPECT_EQ(Line(s), "read 5\n");
@@ -85,8 +83,7 @@ TEST_F(SpawnTest, DetachClosesTheParentsEnds) {
   const int before = OpenFds();
   {
     Source s;
-    uti_Redirection r;
-    s.Start(Words({"@sleep=30000"}), r);
+    s.Start(Words({"@sleep=30000"}));
     s.Detach();
     EXPECT_EQ(s.m_SourceFd, -1);
     EXPECT_EQ(s.ExitCode(), 86);
@@ -94,8 +91,7 @@ TEST_F(SpawnTest, DetachClosesTheParentsEnds) {
   }
   {
     SourceWithSink s;
-    uti_Redirection r;
-    s.Start(Words({"@count"}), r);
+    s.Start(Words({"@count"}));
     s.Detach();  // the child sees the end of its input and finishes
     EXPECT_EQ(s.SinkDescriptor(), -1);
     EXPECT_EQ(Line(s), "");
@@ -108,8 +104,7 @@ TEST_F(SpawnTest, DetachClosesTheParentsEnds) {
 
 TEST_F(SpawnTest, WritingToAChildThatStoppedReadingFailsWithoutASignal) {
   Sink s;
-  uti_Redirection r;
-  s.Start(Words({"@exit=0"}), r);
+  s.Start(Words({"@exit=0"}));
   std::string data(65536, 'q');
   int rc = 0;
   for (int i = 0; i < 200 && rc >= 0; ++i) rc = s.Write(data.data(), static_cast<int>(data.size()));
@@ -124,22 +119,24 @@ TEST_F(SpawnTest, WritingToAChildThatStoppedReadingFailsWithoutASignal) {
 TEST_F(SpawnTest, PipedStreamsMustBeFreeAndPipesMustBeMade) {
   using T = nex_TextException;
   const std::string stdoutTaken = "Stream stdout has already redirected.", stdinTaken = "Stream stdin has already redirected.";
-  EXPECT_EQ(Raises<T>([&] { Source s; uti_Redirection r(C(">"), C(File("x"))); s.Start(Words({}), r); }), stdoutTaken);
-  EXPECT_EQ(Raises<T>([&] { Sink s; uti_Redirection r(C("<"), C(File("x"))); s.Start(Words({}), r); }), stdinTaken);
-  EXPECT_EQ(Raises<T>([&] { SourceWithSink s; uti_Redirection r(C(">>&"), C(File("x"))); s.Start(Words({}), r); }),
-            stdoutTaken);
-  EXPECT_EQ(Raises<T>([&] { SinkWithSource s; uti_Redirection r(C("<"), C(File("x"))); s.Start(Words({}), r); }),
-            stdinTaken);
+  auto start = [&](auto pipe, const char* symbol) {
+    uti_Redirection r(C(symbol), C(File("x")));
+    return Raises<T>([&] { pipe.Start(Words({}), r); });
+  };
+  EXPECT_EQ(start(Source(), ">"), stdoutTaken);
+  EXPECT_EQ(start(Sink(), "<"), stdinTaken);
+  EXPECT_EQ(start(SourceWithSink(), ">>&"), stdoutTaken);
+  EXPECT_EQ(start(SinkWithSource(), "<"), stdinTaken);
   const int before = OpenFds();
   plt_FaultArm(plt_FaultSpawn, 1, EMFILE);
   nex_SystemErrorException e(0u, 0);
-  Raises<nex_SystemErrorException>([] { Source s; uti_Redirection r; s.Start(Words({}), r); }, &e);
+  Raises<nex_SystemErrorException>([] { Source().Start(Words({})); }, &e);
   EXPECT_EQ(e.GetValue().m_CRTErrorCode, EMFILE);
   EXPECT_EQ(S(e.FromFile()), "uti/impl/uti_Spawn");
   // A failed start after two pipes were made closes all four ends.
   plt_FaultArm(plt_FaultSpawn, 3, EAGAIN);
   uti_IOErrorException io("none", 0);
-  Raises<uti_IOErrorException>([] { SinkWithSource s; uti_Redirection r; s.Start(Words({}), r); }, &io);
+  Raises<uti_IOErrorException>([] { SinkWithSource().Start(Words({})); }, &io);
   EXPECT_EQ(S(io.Function()), "CreateProcess");
   EXPECT_EQ(OpenFds(), before);
 }

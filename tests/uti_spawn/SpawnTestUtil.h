@@ -7,18 +7,20 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
-#include <fstream>
+#include <filesystem>
 #include <map>
-#include <sstream>
 #include <thread>
 
-#include "plt/plt_FaultInjection.h"
 #include "plt/plt_Process.h"
 #include "support/TestSupport.h"
 #include "uti/uti_Exception.h"
 #include "uti/uti_Spawn.h"
+#include "utl_file/FileTestUtil.h"
 
 namespace spawntest {
+
+using vnktest::ReadAll;
+using vnktest::WriteAll;
 
 inline std::string Child() { return SPAWN_CHILD; }
 inline std::string S(const atr_StringBase& s) { return std::string(s.c_str(), s.Length()); }
@@ -36,14 +38,6 @@ inline std::vector<std::string> Vec(const cow_List<cow_String>& l) {
   return v;
 }
 
-inline std::string ReadFile(const std::string& path) {
-  std::stringstream ss;
-  ss << std::ifstream(path, std::ios::binary).rdbuf();
-  return ss.str();
-}
-
-inline void WriteFile(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
-
 // What the child wrote with @report=: each key's values in order.
 inline std::map<std::string, std::vector<std::string>> ReadReport(const std::string& path) {
   std::map<std::string, std::vector<std::string>> r;
@@ -60,7 +54,7 @@ inline std::vector<int> Children() {
   std::vector<int> kids;
   DIR* d = opendir("/proc");
   while (dirent* de = readdir(d)) {
-    std::string stat = ReadFile("/proc/" + std::string(de->d_name) + "/stat");
+    std::string stat = ReadAll("/proc/" + std::string(de->d_name) + "/stat");
     int ppid = 0;
     if (stat.rfind(')') != std::string::npos &&
         std::sscanf(stat.c_str() + stat.rfind(')') + 2, "%*c %d", &ppid) == 1 && ppid == getpid())
@@ -70,19 +64,14 @@ inline std::vector<int> Children() {
   return kids;
 }
 
-inline int OpenFds() {
-  int n = 0;
-  DIR* d = opendir("/proc/self/fd");
-  while (dirent* de = readdir(d)) n += de->d_name[0] != '.';
-  closedir(d);
-  return n - 1;  // the directory's own
-}
+// Less the one the listing itself holds open.
+inline int OpenFds() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}) - 1; }
 
 // The id a child wrote with @pidfile=, waiting up to five seconds for it.
 inline int ReadPid(const std::string& path) {
   for (int i = 0; i < 500 && access(path.c_str(), F_OK) != 0; ++i)
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  return access(path.c_str(), F_OK) == 0 ? std::stoi(ReadFile(path)) : -1;
+  return access(path.c_str(), F_OK) == 0 ? std::stoi(ReadAll(path)) : -1;
 }
 
 inline double Since(std::chrono::steady_clock::time_point t0) {
@@ -119,21 +108,21 @@ struct Spawner : uti_Spawn {
 };
 
 // The pipe classes, each started with the child through its own operation.
-#define SPAWNTEST_PIPED(Name, Base, Op)                                        \
-  struct Name : Base {                                                         \
-    void Start(const cow_List<cow_String>& args, uti_Redirection& r) {         \
-      Op(C(Child()), utl_FilePath(), args, r, uti_Environment());              \
-    }                                                                          \
+#define SPAWNTEST_PIPED(Name, Base, Op, ...)                           \
+  struct Name : Base {                                                 \
+    __VA_ARGS__                                                        \
+    void Start(const cow_List<cow_String>& args, uti_Redirection& r) { \
+      Op(C(Child()), utl_FilePath(), args, r, uti_Environment());      \
+    }                                                                  \
+    void Start(const cow_List<cow_String>& args) {                     \
+      uti_Redirection r;                                               \
+      Start(args, r);                                                  \
+    }                                                                  \
   };
+SPAWNTEST_PIPED(Source, uti_SpawnSource, spawnSource, using uti_SpawnSource::m_SourceFd;)
 SPAWNTEST_PIPED(Sink, uti_SpawnSink, spawnSink)
 SPAWNTEST_PIPED(SourceWithSink, uti_SpawnSourceWithSink, spawnSourceWithSink)
 SPAWNTEST_PIPED(SinkWithSource, uti_SpawnSinkWithSource, spawnSinkWithSource)
-struct Source : uti_SpawnSource {
-  using uti_SpawnSource::m_SourceFd;
-  void Start(const cow_List<cow_String>& args, uti_Redirection& r) {
-    spawnSource(C(Child()), utl_FilePath(), args, r, uti_Environment());
-  }
-};
 
 class SpawnTest : public ::testing::Test {
  protected:
