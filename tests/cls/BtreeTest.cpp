@@ -132,15 +132,4 @@ TEST(CowBtree, IteratorWalksASnapshot) {
   EXPECT_FALSE(m.IsPresent(3));
 }
 
-TEST(CowBtree, ListsOfMapsCompareByContent) {
-  cow_Btree<int, int> a, b;
-  a.Insert(1, 2);
-  b.Insert(1, 2);
-  cow_List<cow_Btree<int, int>> l;
-  l.Append(a);
-  EXPECT_EQ(l.FindMember(b), 0);  // another tree, equal content
-  b.Set(1, 3);
-  EXPECT_EQ(l.FindMember(b), -1);
-}
-
 }  // namespace
