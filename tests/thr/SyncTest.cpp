@@ -20,7 +20,6 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-
 TEST(ThrMutex, TryLockRefusesEvenItsHolderWhileLockReenters) {
   thr_Mutex m(0);
   EXPECT_EQ(m.TryLock(), 1);
@@ -100,13 +99,7 @@ TEST(ThrCondVar, WaitReleasesARecursiveLockAndTakesItBack) {
   cv.WaitForSignalMs(20);
   cv.Unlock();
   cv.Unlock();
-  bool taken = false;
-  BoundedThread([&] {
-    cv.Lock();
-    taken = true;
-    cv.Unlock();
-  }).Join(5s);
-  EXPECT_TRUE(taken);
+  LockElsewhere(cv);
 }
 
 TEST(ThrCondVar, SignalFromAThreadThatTookTheLockIsNotMissed) {
@@ -250,14 +243,8 @@ TEST(ThrAtomicType, StoresAndCopiesValuesWithoutTheMutex) {
   thr_AtomicType<int> a(3);
   a.Lock();
   thr_AtomicType<int> b(a);
-  bool gotIt = false;
-  BoundedThread([&] {
-    b.Lock();
-    gotIt = true;
-    b.Unlock();
-  }).Join(5s);
+  LockElsewhere(b);
   a.Unlock();
-  EXPECT_TRUE(gotIt);
   EXPECT_EQ(b.Get(), 3);
 }
 

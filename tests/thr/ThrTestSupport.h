@@ -56,6 +56,16 @@ inline void RunThreads(int n, const std::function<void(int)>& body, std::chrono:
   for (auto& t : threads) t->Join(limit);
 }
 
+// Takes and releases l's lock on another thread; a lock that stays held
+// there ends the program, as a bounded thread does.
+template <class L>
+void LockElsewhere(L& l) {
+  BoundedThread([&] {
+    l.Lock();
+    l.Unlock();
+  }).Join(5s);
+}
+
 inline int ProcessThreadCount() {
   int n = 0;
   if (DIR* d = opendir("/proc/self/task")) {
