@@ -105,6 +105,15 @@ struct Spawner : uti_Spawn {
     uti_Redirection r;
     Start(args, r);
   }
+  // Starts the child and answers its exit code.
+  int Run(const cow_List<cow_String>& args, uti_Redirection& r, const uti_Environment& env = uti_Environment()) {
+    Start(args, r, env);
+    return Reap(0);
+  }
+  int Run(const cow_List<cow_String>& args) {
+    Start(args);
+    return Reap(0);
+  }
 };
 
 // The pipe classes, each started with the child through its own operation.
