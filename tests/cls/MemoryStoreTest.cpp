@@ -96,8 +96,7 @@ TEST(MemoryStore, ScalarsNestedObjectsAndBasePartsRoundTrip) {
   EXPECT_EQ(Leaf(leaf).m_N, 5);
   cow_List<cow_String> names;
   EXPECT_EQ(v.FieldNames(names), 14);
-  EXPECT_EQ(names[0], "s");
-  EXPECT_EQ(names[13], "leaf");
+  EXPECT_TRUE(names[0] == "s" && names[13] == "leaf");
   EXPECT_EQ(store.Root().ObjectCount(), 4);  // root, sample, leaf, leaf's base
 }
 
@@ -140,29 +139,25 @@ TEST(MemoryStore, PrimitiveCollectionsRoundTrip) {
   EXPECT_EQ(l->Count(), 3);
   int got[4];
   l->GetBlock(0, 4, got);
-  EXPECT_EQ(got[1], -2);
-  EXPECT_EQ(got[3], 0);  // beyond the end
+  EXPECT_TRUE(got[1] == -2 && got[3] == 0);  // and beyond the end
   // Numeric lists read as another numeric type.
   EXPECT_EQ(Held(root.MakeReadListPrim<double>(cls_FieldHandle("ints", 0)))->Get(2), 3.0);
   EXPECT_EQ(Held(root.MakeReadListPrim<cow_String>(cls_FieldHandle("strs", 1)))->Get(0), "one");
   auto m = Held(root.MakeReadMapString2Prim<double>(cls_FieldHandle("map", 2)));
   ASSERT_EQ(m->Count(), 2);
-  EXPECT_EQ(m->KeyAt(0), "a");
-  EXPECT_EQ(m->ValueAt(1), 3.0);
+  EXPECT_TRUE(m->KeyAt(0) == "a" && m->ValueAt(1) == 3.0);
   double d = -1;
-  EXPECT_FALSE(m->Find("c", d));
-  EXPECT_EQ(d, -1);
+  EXPECT_TRUE(!m->Find("c", d) && d == -1);
   auto mi = Held(root.MakeReadMapInt2Prim<unsigned int>(cls_FieldHandle("mi", 3)));
   EXPECT_EQ(mi->KeyAt(0), -5);
   unsigned u = 0;
-  EXPECT_TRUE(mi->Find(5, u));
-  EXPECT_EQ(u, 50u);
-  // A reader of the wrong shape is refused.
+  EXPECT_TRUE(mi->Find(5, u) && u == 50u);
+  // A reader of the wrong shape is refused, and so is a missing field.
   EXPECT_EQ(root.MakeReadMapInt2Prim<int>(cls_FieldHandle("ints", 0)), nullptr);
   EXPECT_EQ(root.MakeReadListPrim<int>(cls_FieldHandle("missing", 9)), nullptr);
   EXPECT_EQ(Held(root.MakeReadIntTableInt(cls_FieldHandle("table", 4)))->KeyAt(1), 3);
-  EXPECT_EQ(root.StoredCollectionType(cls_FieldHandle("ints", 0)), 54);
-  EXPECT_EQ(root.StoredCollectionType(cls_FieldHandle("map", 2)), 92);
+  EXPECT_TRUE(root.StoredCollectionType(cls_FieldHandle("ints", 0)) == 54 &&
+              root.StoredCollectionType(cls_FieldHandle("map", 2)) == 92);
 }
 
 TEST(MemoryStore, ObjectCollectionsHoldObjectsAndNulls) {
@@ -185,12 +180,10 @@ TEST(MemoryStore, ObjectCollectionsHoldObjectsAndNulls) {
   std::unique_ptr<Leaf> leaf(static_cast<Leaf*>(cls_BuildObject(cls_ReadVisitor(l->MakeElement(1)), r)));
   ASSERT_NE(leaf, nullptr);
   EXPECT_EQ(leaf->m_N, 10);
-  EXPECT_EQ(l->MakeElement(2), nullptr);
-  EXPECT_EQ(l->MakeElement(3), nullptr);
+  EXPECT_TRUE(l->MakeElement(2) == nullptr && l->MakeElement(3) == nullptr);
   auto m = Held(root.MakeReadMapString2Obj(cls_FieldHandle("map", 1)));
   ASSERT_EQ(m->Count(), 2);
-  EXPECT_EQ(m->KeyAt(0), "a");
-  EXPECT_EQ(m->Find("a"), nullptr);
+  EXPECT_TRUE(m->KeyAt(0) == "a" && m->Find("a") == nullptr);
   EXPECT_EQ(Leaf(cls_ReadVisitor(m->Find("k"))).m_N, 7);
 }
 
@@ -237,16 +230,13 @@ TEST(MemoryStore, BlobsKeepTheirBytesAndIdentity) {
   cls_ReadVisitor root(store.MakeReadMemento());
   cls_Uid got(nullptr), none;
   cls_BlobReader r(root, cls_FieldHandle("blob", 0), got);
-  EXPECT_EQ(got, blobUid);
-  EXPECT_EQ(r.Size(), 6);
+  EXPECT_TRUE(got == blobUid && r.Size() == 6);
   char buf[8] = {};
   EXPECT_EQ(r.Read(2, buf, 8), 4);
   EXPECT_EQ(std::memcmp(buf, "c\0de", 4), 0);
   EXPECT_EQ(r.Read(6, buf, 1), 0);
   cls_BlobReader absent(root, cls_FieldHandle("nothing", 1), none);
-  EXPECT_TRUE(none.IsEmpty());
-  EXPECT_EQ(absent.Size(), 0);
-  EXPECT_EQ(absent.Read(0, buf, 1), 0);
+  EXPECT_TRUE(none.IsEmpty() && absent.Size() == 0 && absent.Read(0, buf, 1) == 0);
 }
 
 // A store that supports no collection of any kind: every factory answers null.
