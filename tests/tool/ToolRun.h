@@ -60,7 +60,8 @@ inline Result Tool(const std::vector<std::string>& args, const Options& o = Opti
   words.insert(words.end(), args.begin(), args.end());
   for (char** e = environ; *e; ++e) {
     bool replaced = false;
-    for (const std::string& x : o.env) replaced = replaced || std::string(*e).rfind(x.substr(0, x.find('=') + 1), 0) == 0;
+    for (const std::string& x : o.env)
+      replaced = replaced || std::string(*e).rfind(x.substr(0, x.find('=') + 1), 0) == 0;
     if (!replaced) env.push_back(*e);
   }
   env.insert(env.end(), o.env.begin(), o.env.end());
