@@ -114,7 +114,9 @@ TEST(ArrayPrimBlocks, SequentialPassLoadsEachBlockOnceAndKeepsOne) {
     for (int i = 0; i < n; ++i) b.Get(i) += 1.0f;
     b.Flush();
     EXPECT_TRUE(b.BlockWriteBacks() == Blocks(n) && b.ResidentBlocks() == 0);
-    if (n > 0) EXPECT_EQ(cls_ArrayPrim<float>(v).ConstGet(n - 1), Value(n - 1) + 1.0f);
+    if (n > 0) {
+      EXPECT_EQ(cls_ArrayPrim<float>(v).ConstGet(n - 1), Value(n - 1) + 1.0f);
+    }
   }
 }
 
