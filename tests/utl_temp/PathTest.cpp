@@ -15,7 +15,7 @@ namespace {
 std::string S(const cow_String& s) { return vnktest::Str(s); }
 std::string Norm(const char* p) { return S(utl_FilePath(p).Normalized().Path()); }
 std::string Joined(const char* dir, const char* name) { return S(utl_FilePath(dir, name).Path()); }
-std::string Parts(const char* p) {
+std::string Pieces(const char* p) {
   utl_FilePath f(p);
   return S(f.Directory()) + "|" + S(f.Name()) + "|" + S(f.Extension());
 }
@@ -25,7 +25,7 @@ TEST(FilePathTest, PartsAndJoining) {
   // A leading dot is no extension, nor is a dot in the directory.
   for (auto [in, out] : {std::pair{"/data/run.1/out.dat", "/data/run.1|out.dat|.dat"}, {"//x", "/|x|"}, {"a//b", "a|b|"},
                          {"plain", "|plain|"}, {"/home/.profile", "/home|.profile|"}, {"run.1/file", "run.1|file|"}})
-    EXPECT_EQ(Parts(in), out) << in;
+    EXPECT_EQ(Pieces(in), out) << in;
   EXPECT_EQ(Joined("dir", "f") + " " + Joined("dir/", "f") + " " + Joined("", "f"), "dir/f dir/f f");
   EXPECT_EQ(Joined(".", "") + " " + Joined("dir", "/abs"), ". /abs");
   EXPECT_EQ(utl_FilePath("a/b"), utl_FilePath("a", "b"));
