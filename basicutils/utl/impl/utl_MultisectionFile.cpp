@@ -23,9 +23,11 @@ constexpr int kLockAttempts = 10;
 constexpr int kLockWaitMs = 10;
 
 // Copies and CRC runs move data in pieces of this size: small enough to stay
-// in the processor's cache between the read and the CRC over it, large
-// enough that the calls cost nothing next to the bytes.
-constexpr int kChunk = 1 << 20;
+// in the processor's cache from the read through the CRC to the write, large
+// enough that the calls cost nothing next to the bytes. A piece as large as
+// the cache is not: copying 1 GiB from file to file took 0.95 to 1.56 s in
+// 1 MiB pieces and 0.37 to 0.41 s in 128 KiB pieces (2 MiB of L2 cache).
+constexpr int kChunk = 128 << 10;
 
 // Directory reads go through a buffer of this size.
 constexpr int kDirectoryBuffer = 64 * 1024;
