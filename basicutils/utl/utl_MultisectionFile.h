@@ -205,6 +205,9 @@ class VNKUTI_BASIC_API utl_MultisectionFile : public mem_AllocationOperators {
   int Find(const cow_String& name) const;  // -1 when absent
   // A stored section the file can hold where the directory places it.
   bool StoredInFile(int i) const;
+  // Reads stored section i from the file in pieces, handing each to out when
+  // given: true when every byte was there and the CRC matches.
+  bool ReadStored(int i, SectionSink* out);
   // Step 5 of a save for a value from a source: its bytes into to, its
   // length and CRC into s. Answers the length.
   long long Stream(Section& s, utl_File& to, unsigned char* buffer);

@@ -330,9 +330,11 @@ bool utl_MultisectionFile::StoredInFile(int i) const {
 }
 
 bool utl_MultisectionFile::IsSectionIntact(int i) {
+  return m_Sections.ConstGet(i).m_PendingData || (StoredInFile(i) && ReadStored(i, nullptr));
+}
+
+bool utl_MultisectionFile::ReadStored(int i, SectionSink* out) {
   const Section& s = m_Sections.ConstGet(i);
-  if (s.m_PendingData) return true;
-  if (!StoredInFile(i)) return false;
   Scratch buffer(s.m_StoredLength < kChunk ? static_cast<std::size_t>(s.m_StoredLength) : kChunk);
   char* buf = reinterpret_cast<char*>(buffer.Data());
   m_File.Seek(s.m_Offset);
@@ -343,6 +345,7 @@ bool utl_MultisectionFile::IsSectionIntact(int i) {
     int got = m_File.Read(buf, piece);
     if (got <= 0) return false;
     crc = utl_crc32(buf, static_cast<std::size_t>(got), crc);
+    if (out) out->Put(buf, got);
     left -= got;
   }
   return crc == s.m_Checksum;
@@ -371,21 +374,7 @@ void utl_MultisectionFile::CopySectionTo(const cow_String& name, SectionSink& ou
       out.Put(s.m_PendingData + done, s.m_PendingLength - done < kChunk ? s.m_PendingLength - done : kChunk);
     return;
   }
-  if (!StoredInFile(i)) Fail("Data corrupted in section \"%s\"", &s.m_Name);
-  Scratch buffer(s.m_StoredLength < kChunk ? static_cast<std::size_t>(s.m_StoredLength) : kChunk);
-  char* buf = reinterpret_cast<char*>(buffer.Data());
-  m_File.Seek(s.m_Offset);
-  long long left = s.m_StoredLength;
-  std::uint32_t crc = 0xFFFFFFFFu;
-  while (left > 0) {
-    int piece = left < kChunk ? static_cast<int>(left) : kChunk;
-    int got = m_File.Read(buf, piece);
-    if (got <= 0) break;
-    crc = utl_crc32(buf, static_cast<std::size_t>(got), crc);
-    out.Put(buf, got);
-    left -= got;
-  }
-  if (left != 0 || crc != s.m_Checksum) Fail("Data corrupted in section \"%s\"", &s.m_Name);
+  if (!StoredInFile(i) || !ReadStored(i, &out)) Fail("Data corrupted in section \"%s\"", &s.m_Name);
 }
 
 void utl_MultisectionFile::CopySectionTo(const cow_String& name, utl_File& out) {
