@@ -76,6 +76,9 @@ class cow_ListBlock : public cow_ListBlockBase {
 
   // A block with use count 1 and no element. Raises on allocation failure.
   static cow_ListBlock* New(int shift);
+  // The places, which follow the header: the same address as m_Elements,
+  // found without loading it.
+  T* Places() noexcept { return reinterpret_cast<T*>(reinterpret_cast<char*>(this) + HeaderSize()); }
   // Drops one use; at 0 destroys the elements and frees the block.
   static void Release(cow_ListBlockBase* block) noexcept;
 
@@ -157,6 +160,21 @@ class VNKUTI_BASIC_API cow_ListBase : public mem_AllocationOperators {
   static void SortArray(void* a, int n, std::size_t size, int (*cmp)(const void*, const void*));
 
   int Mask() const noexcept { return (1 << m_Shift) - 1; }
+
+  // The fields an append or a prepend changes, as a slow path left them. The
+  // inline fast paths store them back after a slow call. The stores change
+  // nothing, but they show the compiler the values on that path too, so that
+  // a caller's loop of appends can keep count and offset in registers
+  // instead of reloading them for every element.
+  struct Ends {
+    std::int32_t m_Offset;
+    std::int32_t m_Count;
+  };
+  Ends GetEnds() const noexcept { return {m_Offset, m_Count}; }
+  void WriteBack(Ends e) noexcept {
+    m_Count = e.m_Count;
+    m_Offset = e.m_Offset;
+  }
   // Part of block k that holds this list's elements: places [lo, hi).
   void LiveRange(int k, int& lo, int& hi) const noexcept;
 
@@ -230,37 +248,51 @@ class cow_List : public cow_ListBase {
 
   // ----- insertion (each unshares) ----------------------------------------
   // Adds x at the back. Amortised O(1); x may be an element of this list.
+  //
+  // The fast paths of Append and Prepend are shaped for a caller's loop: they
+  // read the fields before storing the element and write them after it, and
+  // the slow paths hand the changed fields back (WriteBack). The compiler can
+  // then carry count and offset from one call to the next in registers.
+  // Positions are never negative: unsigned arithmetic spares the widening.
   void Append(const T& x) {
-    int p = m_Offset + m_Count;
-    int q = p & Mask();
+    const unsigned count = static_cast<unsigned>(m_Count);
+    const unsigned p = static_cast<unsigned>(m_Offset) + count;
+    const unsigned shift = static_cast<unsigned>(m_Shift);
+    const unsigned q = p & ((1u << shift) - 1);
     // q != 0: element count - 1 sits in the same block (an empty list's
-    // offset is a multiple of the block size).
-    if (q != 0 && *m_Counter == 1) {
-      Block* b = static_cast<Block*>(m_Slots[p >> m_Shift]);
-      if (b->m_UseCount == 1 && (Block::kPlain || b->m_Hi == q)) {
-        ::new (static_cast<void*>(b->m_Elements + q)) T(x);
-        if constexpr (!Block::kPlain) b->m_Hi = q + 1;
-        ++m_Count;
+    // offset is a multiple of the block size), so the slot holds a block.
+    if (q != 0) {
+      Block* b = static_cast<Block*>(m_Slots[p >> shift]);
+      // Both counts are at least 1, so their OR is 1 only when both are.
+      if ((*m_Counter | static_cast<std::uint32_t>(b->m_UseCount)) == 1 &&
+          (Block::kPlain || b->m_Hi == static_cast<int>(q))) {
+        ::new (static_cast<void*>(b->Places() + q)) T(x);
+        if constexpr (!Block::kPlain) b->m_Hi = static_cast<int>(q + 1);
+        m_Count = static_cast<int>(count + 1);
         return;
       }
     }
-    AppendSlow(x);
+    WriteBack(AppendSlow(x));
   }
   // Adds x at the front without moving elements. Amortised O(1); x may be an
   // element of this list.
   void Prepend(const T& x) {
-    int q = m_Offset & Mask();
-    if (q != 0 && *m_Counter == 1) {  // element 0 sits in the same block
-      Block* b = static_cast<Block*>(m_Slots[m_Offset >> m_Shift]);
-      if (b->m_UseCount == 1 && (Block::kPlain || b->m_Lo == q)) {
-        ::new (static_cast<void*>(b->m_Elements + q - 1)) T(x);
-        if constexpr (!Block::kPlain) b->m_Lo = q - 1;
-        --m_Offset;
-        ++m_Count;
+    const unsigned count = static_cast<unsigned>(m_Count);
+    const unsigned offset = static_cast<unsigned>(m_Offset);
+    const unsigned shift = static_cast<unsigned>(m_Shift);
+    const unsigned q = offset & ((1u << shift) - 1);
+    if (q != 0) {  // element 0 sits in the same block
+      Block* b = static_cast<Block*>(m_Slots[offset >> shift]);
+      if ((*m_Counter | static_cast<std::uint32_t>(b->m_UseCount)) == 1 &&
+          (Block::kPlain || b->m_Lo == static_cast<int>(q))) {
+        ::new (static_cast<void*>(b->Places() + (q - 1))) T(x);
+        if constexpr (!Block::kPlain) b->m_Lo = static_cast<int>(q - 1);
+        m_Offset = static_cast<int>(offset - 1);
+        m_Count = static_cast<int>(count + 1);
         return;
       }
     }
-    PrependSlow(x);
+    WriteBack(PrependSlow(x));
   }
   void Push(const T& x) { Append(x); }
   // Inserts x so that it becomes element i: i = Count() appends, i = 0
@@ -359,8 +391,12 @@ class cow_List : public cow_ListBase {
  private:
   friend class cow_ListIter<T>;
 
-  void AppendSlow(const T& x);
-  void PrependSlow(const T& x);
+  // Small plain elements go to the slow paths by value, so that a caller's
+  // variable need not live in memory for its address.
+  typedef std::conditional_t<Block::kPlain && sizeof(T) <= 2 * sizeof(void*), T, const T&> SlowArg;
+  // The slow paths return the fields they changed, for WriteBack.
+  Ends AppendSlow(SlowArg x);
+  Ends PrependSlow(SlowArg x);
   // Block k, writable: created in an empty slot, unshared if shared.
   Block* OwnBlock(int k) {
     Block* b = static_cast<Block*>(m_Slots[k]);
@@ -562,23 +598,25 @@ void cow_List<T>::WritableRange(int p0, int p1) {
 }
 
 template <class T>
-void cow_List<T>::AppendSlow(const T& x) {
+typename cow_List<T>::Ends cow_List<T>::AppendSlow(SlowArg x) {
   if (*m_Counter != 1) UnshareSlots();
   int p = m_Offset + m_Count;
   int k = p >> m_Shift;
   if (k >= m_SlotCapacity) GrowSlots(std::int64_t(k) + 1);
   OwnBlock(k)->Store(p & Mask(), x);
   ++m_Count;
+  return GetEnds();
 }
 
 template <class T>
-void cow_List<T>::PrependSlow(const T& x) {
+typename cow_List<T>::Ends cow_List<T>::PrependSlow(SlowArg x) {
   if (*m_Counter != 1) UnshareSlots();
   if (m_Offset == 0) MakeFrontRoom();
   int p = m_Offset - 1;
   OwnBlock(p >> m_Shift)->Store(p & Mask(), x);
   --m_Offset;
   ++m_Count;
+  return GetEnds();
 }
 
 template <class T>
