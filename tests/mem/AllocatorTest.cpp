@@ -74,7 +74,9 @@ TEST(Allocator, ReallocKeepsTheContentsBetweenEveryPairOfRoutes) {
   void* p = mem_Realloc(nullptr, 40);  // realloc of null allocates
   Fill(p, 40, 1);
   void* q = mem_Realloc(p, 30);
-  if (Pooled()) EXPECT_EQ(q, p);  // a pool block that still fits stays where it is
+  if (Pooled()) {
+    EXPECT_EQ(q, p);  // a pool block that still fits stays where it is
+  }
   mem_Free(q);
 }
 
