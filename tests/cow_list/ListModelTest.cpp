@@ -128,13 +128,9 @@ class ListModel : public ::testing::TestWithParam<int> {};
 // Initialize sizes giving 16, 32, 64 and 512 elements per block.
 INSTANTIATE_TEST_SUITE_P(BlockSizes, ListModel, ::testing::Values(0, 300, 1000, 5000));
 
-TEST_P(ListModel, IntMatchesDeque) {
+TEST_P(ListModel, IntStringAndTrackedMatchDequeAndLeakNothing) {
   for (unsigned seed = 1; seed <= 3; ++seed) RunModel<int>(GetParam(), seed * 7919 + GetParam());
-}
-
-TEST_P(ListModel, StringMatchesDeque) { RunModel<cow_String>(GetParam(), 17u + GetParam()); }
-
-TEST_P(ListModel, TrackedMatchesDequeAndLeaksNothing) {
+  RunModel<cow_String>(GetParam(), 17u + GetParam());
   int live = Tracked::s_Live;
   RunModel<Tracked>(GetParam(), 29u + GetParam());
   EXPECT_EQ(Tracked::s_Live, live);
