@@ -13,8 +13,6 @@
 using namespace thrtest;
 using Clock = std::chrono::steady_clock;
 
-double Ms(Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); }
-
 namespace {
 
 std::atomic<int> g_TasksGone{0};
@@ -76,6 +74,18 @@ class ThrPool : public ::testing::Test {
   }
   static bool Set(const std::atomic<bool>& flag) { return WaitUntil([&] { return flag.load(); }); }
   bool SlotBecomes(int slot, int state) { return WaitUntil([this, slot, state] { return m_Pool->SlotState(slot) == state; }); }
+  // A task that counts its turns until the test stops it; a masked one
+  // ignores suspensions while it spins.
+  thr_ThreadTask* Spin(std::atomic<long>& progress, bool masked = false) {
+    return new FnTask([this, &progress, masked](int) {
+      if (masked) thr_maskSuspendSignalsInThread(1);
+      while (!m_Stop.load()) {
+        progress.fetch_add(1);
+        std::this_thread::sleep_for(1ms);
+      }
+      if (masked) thr_maskSuspendSignalsInThread(0);
+    });
+  }
 
   thr_ThreadPool* m_Pool = nullptr;
   int m_Threads = 0;
@@ -84,7 +94,6 @@ class ThrPool : public ::testing::Test {
   std::atomic<bool> m_Stop{false};
   std::atomic<int> m_Done{0};
 };
-
 
 TEST_F(ThrPool, WithoutWorkersTheTaskIsParkedInSlotZeroAndFreedWithThePool) {
   Probe& p = Hand();
@@ -98,37 +107,30 @@ TEST_F(ThrPool, WithoutWorkersTheTaskIsParkedInSlotZeroAndFreedWithThePool) {
   EXPECT_EQ(g_TasksGone.load(), 2);
 }
 
-TEST_F(ThrPool, OneWorkerServesEveryTaskInSlotZero) {
-  m_Pool->AddThreads(1, thr_ThreadPool::e_computeThread);
-  EXPECT_EQ(m_Pool->ThreadCount(), 1);
-  for (int i = 0; i < 5; ++i) {
-    Probe& p = Hand();
-    ASSERT_TRUE(Set(p.m_Finished));
-    EXPECT_EQ(p.m_Slot.load(), 0);
-    EXPECT_EQ(p.m_Number.load(), 1);  // slot + 1 inside a worker
-    ASSERT_TRUE(SlotBecomes(0, thr_ThreadPool::e_idle));
-  }
-  EXPECT_EQ(thr_CurrentThreadNumber(), -1);
-  EXPECT_EQ(g_TasksGone.load(), 5);
-}
-
+// A worker serves task after task; its slot and thread number (slot + 1)
+// are seen inside, and each task is deleted once it has run.
 TEST_F(ThrPool, LowestIdleSlotFirstThenTheLastAndFalseWhenAllAreBusy) {
   m_Pool->AddThreads(3, thr_ThreadPool::e_computeThread);
+  EXPECT_EQ(m_Pool->ThreadCount(), 3);
   Probe* p[3];
   for (int i = 0; i < 3; ++i) {
     p[i] = &Hand(false, false, 3);
     ASSERT_TRUE(Set(p[i]->m_Started));
-    EXPECT_EQ(p[i]->m_Slot.load(), i);
+    EXPECT_EQ(p[i]->m_Slot.load() * 10 + p[i]->m_Number.load(), i * 10 + i + 1);
   }
   EXPECT_FALSE(m_Pool->RunTask(std::make_unique<ProbeTask>(&NewProbe()).get(), false, 3));
-  // The middle worker comes free: it is the lowest idle one again.
+  // The middle worker comes free: it is the lowest idle one again, each time.
   p[1]->m_Gate = true;
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_TRUE(SlotBecomes(1, thr_ThreadPool::e_idle));
+    Probe& again = Hand(true, false, 3);
+    ASSERT_TRUE(Set(again.m_Finished));
+    EXPECT_EQ(again.m_Slot.load() * 10 + again.m_Number.load(), 12);
+  }
   ASSERT_TRUE(SlotBecomes(1, thr_ThreadPool::e_idle));
-  Probe& again = Hand(true, false, 3);
-  ASSERT_TRUE(Set(again.m_Finished));
-  EXPECT_EQ(again.m_Slot.load(), 1);
+  EXPECT_EQ(thr_CurrentThreadNumber(), -1);
+  EXPECT_EQ(g_TasksGone.load(), 5);  // the refused one, p[1] and the three after it
 }
-
 
 TEST_F(ThrPool, IdleWorkerStartsATaskPromptlyWhilePollingAndAfter) {
   m_Pool->AddThreads(1, thr_ThreadPool::e_computeThread);
@@ -138,10 +140,9 @@ TEST_F(ThrPool, IdleWorkerStartsATaskPromptlyWhilePollingAndAfter) {
     const auto handed = Clock::now();
     Probe& p = Hand();
     ASSERT_TRUE(Set(p.m_Finished));
-    EXPECT_LT(Ms(p.m_StartTime - handed), 500) << idle.count();
+    EXPECT_LT(p.m_StartTime - handed, 500ms) << idle.count();
   }
 }
-
 
 TEST_F(ThrPool, DestructionWaitsForARunningTask) {
   m_Pool->AddThreads(2, thr_ThreadPool::e_computeThread);
@@ -176,7 +177,6 @@ TEST_F(ThrPool, DestructionWaitsNeitherForKeepAliveTasksNorUnderTheErrorConditio
   }
 }
 
-
 TEST_F(ThrPool, TerminateThreadEndsAnIdleWorker) {
   m_Pool->AddThreads(2, thr_ThreadPool::e_computeThread);
   std::this_thread::sleep_for(20ms);
@@ -187,41 +187,23 @@ TEST_F(ThrPool, TerminateThreadEndsAnIdleWorker) {
   EXPECT_EQ(m_Pool->SlotState(5000), -1);
 }
 
-struct GiveUpTask : thr_ThreadTask {
-  std::atomic<int>* m_Done;
-  explicit GiveUpTask(std::atomic<int>* done) : m_Done(done) {}
-  void Run(int) override {
-    thr_ErrorInThread(0);  // finalizes the pool from inside it, then returns
-    m_Done->store(thr_GlobalSingletonBase<thr_ThreadPool>::Instance() == nullptr ? 1 : 2);
-  }
-};
-
 TEST_F(ThrPool, ErrorInThreadWithStatusZeroFromAWorkerFinalizesThePool) {
   m_Pool->AddThreads(2, thr_ThreadPool::e_computeThread);
-  ASSERT_TRUE(m_Pool->RunTask(new GiveUpTask(&m_Done), false, 0));
+  ASSERT_TRUE(m_Pool->RunTask(new FnTask([this](int) {
+                                thr_ErrorInThread(0);  // finalizes the pool from inside it, then returns
+                                m_Done = thr_GlobalSingletonBase<thr_ThreadPool>::Instance() == nullptr ? 1 : 2;
+                              }),
+                              false, 0));
   ASSERT_TRUE(WaitUntil([&] { return m_Done.load() != 0; }));
   EXPECT_EQ(m_Done.load(), 1);
   // The worker ends by itself once its task has returned (TearDown checks).
 }
 
-
-struct SpinTask : thr_ThreadTask {
-  std::atomic<long>* m_Progress;
-  std::atomic<bool>* m_Stop;
-  SpinTask(std::atomic<long>* progress, std::atomic<bool>* stop) : m_Progress(progress), m_Stop(stop) {}
-  void Run(int) override {
-    while (!m_Stop->load()) {
-      m_Progress->fetch_add(1);
-      std::this_thread::sleep_for(1ms);
-    }
-  }
-};
-
 TEST_F(ThrPool, SuspendStopsWorkersUntilResumed) {
   m_Pool->AddThreads(2, thr_ThreadPool::e_computeThread);
   std::atomic<long>* progress = m_Progress;
-  ASSERT_TRUE(m_Pool->RunTask(new SpinTask(&progress[0], &m_Stop), false, 0));
-  ASSERT_TRUE(m_Pool->RunTask(new SpinTask(&progress[1], &m_Stop), false, 0));
+  ASSERT_TRUE(m_Pool->RunTask(Spin(progress[0]), false, 0));
+  ASSERT_TRUE(m_Pool->RunTask(Spin(progress[1]), false, 0));
   ASSERT_TRUE(WaitUntil([&] { return progress[0].load() > 0 && progress[1].load() > 0; }));
 
   m_Pool->SuspendThreads();
@@ -252,16 +234,8 @@ TEST_F(ThrPool, SuspendStopsWorkersUntilResumed) {
 
 TEST_F(ThrPool, MaskedWorkerIsNotSuspended) {
   m_Pool->AddThreads(1, thr_ThreadPool::e_computeThread);
-  struct MaskedSpin : SpinTask {
-    using SpinTask::SpinTask;
-    void Run(int t) override {
-      thr_maskSuspendSignalsInThread(1);
-      SpinTask::Run(t);
-      thr_maskSuspendSignalsInThread(0);
-    }
-  };
   std::atomic<long>& progress = m_Progress[0];
-  ASSERT_TRUE(m_Pool->RunTask(new MaskedSpin(&progress, &m_Stop), false, 0));
+  ASSERT_TRUE(m_Pool->RunTask(Spin(progress, true), false, 0));
   ASSERT_TRUE(WaitUntil([&] { return progress.load() > 0; }));
   m_Pool->SuspendThreads();
   const long at = progress.load();
@@ -269,18 +243,13 @@ TEST_F(ThrPool, MaskedWorkerIsNotSuspended) {
   m_Pool->ResumeThreads();
 }
 
-
-struct ExitTask : thr_ThreadTask {
-  void Run(int thread) override { thr_GlobalSingleton<thr_ThreadPool>::Instance().ExitThread(thread, 5); }
-};
-
 TEST(ThrPoolDeathTest, ExitThreadEndsTheProcessFromAnyThread) {
   EXPECT_EXIT(thr_GlobalSingleton<thr_ThreadPool>::Instance().ExitThread(0, 7), ::testing::ExitedWithCode(7), "");
   EXPECT_EXIT(
       {
         thr_ThreadPool& pool = thr_GlobalSingleton<thr_ThreadPool>::Instance();
         pool.AddThreads(1, thr_ThreadPool::e_computeThread);
-        pool.RunTask(new ExitTask, false, 0);
+        pool.RunTask(new FnTask([&pool](int thread) { pool.ExitThread(thread, 5); }), false, 0);
         std::this_thread::sleep_for(30s);
       },
       ::testing::ExitedWithCode(5), "");

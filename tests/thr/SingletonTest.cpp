@@ -27,7 +27,6 @@ struct Counted {
 };
 std::string MadeAndGone() { return std::to_string(g_Made.load()) + "/" + std::to_string(g_Gone.load()); }
 
-
 TEST(ThrGlobalSingleton, ConcurrentFirstUseCreatesOneObject) {
   g_Made = 0;
   g_Gone = 0;
@@ -66,7 +65,6 @@ TEST(ThrGlobalSingleton, FailedConstructionLeavesNoObjectAndNoLock) {
   EXPECT_NE(thr_GlobalSingletonBase<Throwing>::Instance(), nullptr);
   thr_GlobalSingletonBase<Throwing>::Finalize();
 }
-
 
 std::atomic<int> g_PerThreadGone{0};
 struct PerThread {
@@ -120,29 +118,22 @@ struct Leveled {
   ~Leveled() { g_LeveledGone.fetch_add(1); }
 };
 
-struct TouchLeveled : thr_ThreadTask {
-  std::atomic<int>* m_Ran;
-  explicit TouchLeveled(std::atomic<int>* ran) : m_Ran(ran) {}
-  void Run(int) override {
-    thr_ThreadSingleton<Leveled>::Instance();
-    m_Ran->fetch_add(1);
-    // Both workers hold an object at once.
-    WaitUntil([this] { return m_Ran->load() == 2; });
-  }
-};
-
 TEST(ThrThreadSingleton, LeveledObjectGoesWhenAPoolThreadEnds) {
   g_LeveledGone = 0;
   std::atomic<int> ran{0};
   thr_ThreadPool& pool = thr_GlobalSingleton<thr_ThreadPool>::Instance();
   pool.AddThreads(2, thr_ThreadPool::e_computeThread);
-  ASSERT_TRUE(pool.RunTask(new TouchLeveled(&ran), false, 0));
-  ASSERT_TRUE(pool.RunTask(new TouchLeveled(&ran), false, 0));
+  for (int i = 0; i < 2; ++i)
+    ASSERT_TRUE(pool.RunTask(new FnTask([&ran](int) {
+                               thr_ThreadSingleton<Leveled>::Instance();
+                               ran.fetch_add(1);
+                               WaitUntil([&] { return ran.load() == 2; });  // both workers hold one at once
+                             }),
+                             false, 0));
   ASSERT_TRUE(WaitUntil([&] { return ran.load() == 2; }));
   thr_GlobalSingletonBase<thr_ThreadPool>::Finalize();
   EXPECT_TRUE(thr_ThreadSingletonBase<Leveled>::LivingCount() == 0 && g_LeveledGone.load() == 2);
 }
-
 
 std::vector<int> g_Calls;
 int g_ZeroReturns = 0;
@@ -183,7 +174,6 @@ TEST(ThrRegistry, FinalizerReturningZeroIsCalledAgainAtEachLowerLevel) {
   reg.FinalizeThread(-1);
   EXPECT_TRUE(g_ZeroReturns == 2 * 4 && reg.EntryCount() == 2);  // levels 4, 3, 2, 1 are below 5
 }
-
 
 TEST(ThrInit, SecondInitializeOnlyCounts) {
   int count = 0;
@@ -232,12 +222,6 @@ TEST(ThrInitDeathTest, FinalizeTearsDownAndAnUnmatchedOneDoesNothing) {
       ::testing::ExitedWithCode(0), "");
 }
 
-struct BlockedTask : thr_ThreadTask {
-  std::atomic<bool>* m_Gate;
-  explicit BlockedTask(std::atomic<bool>* gate) : m_Gate(gate) {}
-  void Run(int) override { WaitUntil([this] { return m_Gate->load(); }, 20s); }
-};
-
 TEST(ThrInitDeathTest, FinalizeKeepsWhatAWorkerStillRunningNeeds) {
   EXPECT_EXIT(
       {
@@ -245,7 +229,8 @@ TEST(ThrInitDeathTest, FinalizeKeepsWhatAWorkerStillRunningNeeds) {
         static std::atomic<bool> gate{false};
         thr_ThreadPool& pool = thr_GlobalSingleton<thr_ThreadPool>::Instance();
         pool.AddThreads(1, thr_ThreadPool::e_computeThread);
-        pool.RunTask(new BlockedTask(&gate), true, 0);  // keep-alive: not waited for
+        // Keep-alive: not waited for.
+        pool.RunTask(new FnTask([](int) { WaitUntil([] { return gate.load(); }, 20s); }), true, 0);
         thr_finalize(count);
         CHILD_CHECK(1, count == -1 && thr_GlobalSingletonBase<thr_ThreadPool>::Instance() == nullptr);
         CHILD_CHECK(2, omi_Singleton<thr_GlobalLock>::Peek() != nullptr);

@@ -51,38 +51,28 @@ TEST(ThrMutex, ExcludesOtherThreads) {
   EXPECT_EQ(total, 80000);
 }
 
-
-// n threads wait on cv without limit; returns once all of them are inside
-// the wait (each releases the lock only by starting to wait).
-struct Waiters {
-  thr_CondVar& m_Cv;
-  std::atomic<int> m_Waiting{0};
-  std::atomic<int> m_Woken{0};
-  std::vector<std::unique_ptr<BoundedThread>> m_Threads;
-
-  Waiters(thr_CondVar& cv, int n, int seconds) : m_Cv(cv) {
-    for (int i = 0; i < n; ++i)
-      m_Threads.push_back(std::make_unique<BoundedThread>([this, seconds] {
-        m_Cv.Lock();
-        m_Waiting.fetch_add(1);
-        m_Cv.WaitForSignal(seconds);
-        m_Woken.fetch_add(1);
-        m_Cv.Unlock();
-      }));
-    WaitUntil([&] { return m_Waiting.load() == n; });
-    m_Cv.Lock();  // granted only once the last waiter is waiting
-    m_Cv.Unlock();
-  }
-};
-
 TEST(ThrCondVar, SignalWakesExactlyTheThreadsWaitingThen) {
   thr_CondVar cv;
   cv.Signal();  // nobody waits yet: lost
-  Waiters w(cv, 3, 0);
+  std::atomic<int> waiting{0}, woken{0};
+  std::vector<std::unique_ptr<BoundedThread>> waiters;
+  for (int i = 0; i < 3; ++i)
+    waiters.push_back(std::make_unique<BoundedThread>([&] {
+      cv.Lock();
+      waiting.fetch_add(1);
+      cv.WaitForSignal(0);
+      woken.fetch_add(1);
+      cv.Unlock();
+    }));
+  // Each releases the lock only by starting to wait: once all have counted
+  // themselves in, the lock is granted only when the last one waits.
+  WaitUntil([&] { return waiting.load() == 3; });
+  cv.Lock();
+  cv.Unlock();
   std::this_thread::sleep_for(50ms);
-  EXPECT_EQ(w.m_Woken.load(), 0);  // 0 seconds waits without limit
+  EXPECT_EQ(woken.load(), 0);  // 0 seconds waits without limit
   cv.Signal();
-  EXPECT_TRUE(WaitUntil([&] { return w.m_Woken.load() == 3; }));
+  EXPECT_TRUE(WaitUntil([&] { return woken.load() == 3; }));
 
   // The pulse is over: a thread that starts waiting now is not released.
   cv.Lock();
@@ -122,7 +112,6 @@ TEST(ThrCondVar, SignalFromAThreadThatTookTheLockIsNotMissed) {
   }
 }
 
-
 TEST(ThrEliCondVar, SignalReleasesAWaiterAndStaysUntilReset) {
   thr_EliCondVar cv;
   std::atomic<bool> passed{false};
@@ -144,7 +133,6 @@ TEST(ThrEliCondVar, SignalReleasesAWaiterAndStaysUntilReset) {
   cv.WaitForSignal(1);
   EXPECT_GE(MillisSince(start), 950);
 }
-
 
 void RunEpisodes(int threads, int episodes) {
   thr_Barrier barrier;
@@ -177,12 +165,6 @@ TEST(ThrBarrier, EpisodesAreReusedByTwoToEightThreads) {
   b.BarrierSync(0);
 }
 
-struct LoneBarrierTask : thr_ThreadTask {
-  thr_Barrier* m_Barrier;
-  explicit LoneBarrierTask(thr_Barrier* b) : m_Barrier(b) {}
-  void Run(int) override { m_Barrier->BarrierSync(2); }
-};
-
 // Only one of two threads ever arrives: the spin sees the error condition
 // and ends the process with status 1, from the main thread or a pool thread.
 TEST(ThrBarrierDeathTest, GivesUpWhenThePoolReportsAnError) {
@@ -200,14 +182,13 @@ TEST(ThrBarrierDeathTest, GivesUpWhenThePoolReportsAnError) {
         pool.AddThreads(1, thr_ThreadPool::e_computeThread);
         static thr_Barrier b;
         b.SetNoWaitOnDestroy(true);
-        pool.RunTask(new LoneBarrierTask(&b), false, 0);
+        pool.RunTask(new FnTask([](int) { b.BarrierSync(2); }), false, 0);
         std::this_thread::sleep_for(20ms);
         pool.SetErrorCondition(true);
         std::this_thread::sleep_for(30s);
       },
       ::testing::ExitedWithCode(1), "");
 }
-
 
 TEST(ThrSynchedInt, PublishesWhatWasWrittenBefore) {
   thr_SynchedInt flag(0);
@@ -247,7 +228,6 @@ TEST(ThrAtomicType, StoresAndCopiesValuesWithoutTheMutex) {
   a.Unlock();
   EXPECT_EQ(b.Get(), 3);
 }
-
 
 TEST(ThrLockPool, GrowsByTenAndHandsOutTheLowestFreeSlot) {
   thr_LockPool pool;

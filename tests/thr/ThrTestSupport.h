@@ -1,5 +1,6 @@
 // Helpers of the thread tests: threads whose join has a time limit, bounded
-// polling, and the number of threads the process runs.
+// polling, pool tasks made of lambdas, and the number of threads the process
+// runs.
 #pragma once
 
 #include <dirent.h>
@@ -12,6 +13,8 @@
 #include <memory>
 #include <thread>
 #include <vector>
+
+#include "thr/thr_ThreadPool.h"
 
 namespace thrtest {
 
@@ -55,6 +58,13 @@ inline void RunThreads(int n, const std::function<void(int)>& body, std::chrono:
   for (int i = 0; i < n; ++i) threads.push_back(std::make_unique<BoundedThread>([&body, i] { body(i); }));
   for (auto& t : threads) t->Join(limit);
 }
+
+// A pool task that runs f with its slot.
+struct FnTask : thr_ThreadTask {
+  std::function<void(int)> m_F;
+  explicit FnTask(std::function<void(int)> f) : m_F(std::move(f)) {}
+  void Run(int thread) override { m_F(thread); }
+};
 
 // Takes and releases l's lock on another thread; a lock that stays held
 // there ends the program, as a bounded thread does.
