@@ -42,8 +42,7 @@ TEST_F(SpawnTest, SourceLinesAndSinkInput) {
   }
   {
     Sink s;
-    uti_Redirection r(C(">"), C(File("out")));
-    s.Start(Words({"@count"}), r);
+    s.Start(Words({"@count"}), uti_Redirection(C(">"), C(File("out"))));
     std::string data(300000, 'z');  // more than a pipe holds
     EXPECT_EQ(s.Write(data.data(), static_cast<int>(data.size())), 300000);
     EXPECT_TRUE(s.IsRunning());  // waits for the end of its input
@@ -97,8 +96,7 @@ TEST_F(SpawnTest, DetachClosesTheParentsEnds) {
     EXPECT_EQ(Line(s), "");
   }
   // Once the platform has reaped the children nothing of theirs is open.
-  for (int i = 0; i < 500 && plt_ProcessReapOrphans() > 0; ++i)
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  ReapOrphans();
   EXPECT_EQ(OpenFds(), before);
 }
 
@@ -120,8 +118,7 @@ TEST_F(SpawnTest, PipedStreamsMustBeFreeAndPipesMustBeMade) {
   using T = nex_TextException;
   const std::string stdoutTaken = "Stream stdout has already redirected.", stdinTaken = "Stream stdin has already redirected.";
   auto start = [&](auto pipe, const char* symbol) {
-    uti_Redirection r(C(symbol), C(File("x")));
-    return Raises<T>([&] { pipe.Start(Words({}), r); });
+    return Raises<T>([&] { pipe.Start(Words({}), uti_Redirection(C(symbol), C(File("x")))); });
   };
   EXPECT_EQ(start(Source(), ">"), stdoutTaken);
   EXPECT_EQ(start(Sink(), "<"), stdinTaken);

@@ -33,7 +33,6 @@ std::string FailedCall(const std::function<void()>& f) {
 
 }  // namespace
 
-
 TEST_F(SpawnTest, ArgvEnvironmentDirectoryAndNoLeakedDescriptors) {
   int leaky = dup(1);  // left inheritable by the caller: must not reach the child
   const std::string rep = File("r");
@@ -55,8 +54,7 @@ TEST_F(SpawnTest, ArgvEnvironmentDirectoryAndNoLeakedDescriptors) {
   uti_Environment env;
   env.Insert(C("ZETA"), C("last one"));
   env.Insert(C("ALPHA"), C("1"));
-  uti_Redirection none;
-  ASSERT_EQ(Spawner().Run(Words({"@report=" + rep}), none, env), 0);
+  ASSERT_EQ(Spawner().Run(Words({"@report=" + rep}), uti_Redirection(), env), 0);
   r = ReadReport(rep);
   EXPECT_EQ(r["env"], (V{"ALPHA=1", "ZETA=last one"}));
   EXPECT_EQ(r["cwd"], cwd);
@@ -67,20 +65,16 @@ TEST_F(SpawnTest, ArgvEnvironmentDirectoryAndNoLeakedDescriptors) {
   EXPECT_EQ(S(now.ConstGet(C("VNK_SPAWN_TEST"))), "a=b");  // split at the first "="
 }
 
-
 TEST_F(SpawnTest, EverySymbolWithFiles) {
   const std::string in = File("in"), out = File("out"), err = File("err"), both = File("both");
   WriteAll(in, "from the file\n");
   WriteAll(out, "old contents that must go\n");
-  uti_Redirection r1(C("<"), C(in), C(">"), C(out), C("2>"), C(err));
-  EXPECT_EQ(Spawner().Run(Words({"@cat", "@err=to stderr"}), r1), 0);
+  EXPECT_EQ(Spawner().Run(Words({"@cat", "@err=to stderr"}), uti_Redirection(C("<"), C(in), C(">"), C(out), C("2>"), C(err))), 0);
   EXPECT_EQ(ReadAll(out) + "|" + ReadAll(err), "from the file\n|to stderr\n");
-  uti_Redirection r2(C(">>"), C(out), C("2>>"), C(err));
-  EXPECT_EQ(Spawner().Run(Words({"@out=more", "@err=again"}), r2), 0);
+  EXPECT_EQ(Spawner().Run(Words({"@out=more", "@err=again"}), uti_Redirection(C(">>"), C(out), C("2>>"), C(err))), 0);
   EXPECT_EQ(ReadAll(out) + "|" + ReadAll(err), "from the file\nmore\n|to stderr\nagain\n");
-  uti_Redirection r3(C(">&"), C(both)), r4(C(">>&"), C(both));
-  EXPECT_EQ(Spawner().Run(Words({"@out=one", "@err=two"}), r3), 0);
-  EXPECT_EQ(Spawner().Run(Words({"@err=three", "@out=four"}), r4), 0);
+  EXPECT_EQ(Spawner().Run(Words({"@out=one", "@err=two"}), uti_Redirection(C(">&"), C(both))), 0);
+  EXPECT_EQ(Spawner().Run(Words({"@err=three", "@out=four"}), uti_Redirection(C(">>&"), C(both))), 0);
   EXPECT_EQ(ReadAll(both), "one\ntwo\nthree\nfour\n");
   namespace fs = std::filesystem;
   EXPECT_NE(fs::status(both).permissions() & fs::perms::owner_write, fs::perms::none);  // a new file stays writable
@@ -116,7 +110,6 @@ TEST_F(SpawnTest, NullDeviceDescriptorsAndUsingUp) {
   EXPECT_EQ(r2.ConstGetRedirector(1).m_Fd, -1);
   EXPECT_TRUE(!s.IsRunning() && s.ExitCode() == -1);
 }
-
 
 TEST_F(SpawnTest, ExitCodesKillAndSignals) {
   Spawner a, b, c, d, e, never;
@@ -178,8 +171,7 @@ TEST_F(SpawnTest, DetachForgetsTheChildWithCode86) {
     EXPECT_EQ(s.Kill(), 0);      // the handle was left open
   }
   // Given up and ended: the platform reaps it, no zombie stays.
-  for (int i = 0; i < 500 && plt_ProcessReapOrphans() > 0; ++i)
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  ReapOrphans();
   EXPECT_TRUE(Children().empty());
   // A code waitForAny stored is collected first, then replaced.
   Spawner t;
@@ -189,7 +181,6 @@ TEST_F(SpawnTest, DetachForgetsTheChildWithCode86) {
   t.Detach();
   EXPECT_TRUE(t.ExitCode() == 86 && Children().empty());
 }
-
 
 TEST_F(SpawnTest, MissingAndUnrunnablePrograms) {
   WriteAll(File("text"), "not a program\n");
@@ -232,8 +223,7 @@ TEST_F(SpawnTest, InjectedPlatformFailures) {
             "GetExitCodeProcess " + std::to_string(EINVAL));
   // A redirection file.
   plt_FaultArm(plt_FaultOpen, 1, ENOSPC);
-  uti_Redirection r(C(">"), C(File("out")));
-  EXPECT_EQ(FailedCall([&] { s.Start(Words({}), r); }), "open " + std::to_string(ENOSPC));
+  EXPECT_EQ(FailedCall([&] { s.Start(Words({}), uti_Redirection(C(">"), C(File("out")))); }), "open " + std::to_string(ENOSPC));
   plt_FaultDisarm();
   // Someone else reaped the child: its status cannot be read.
   s.Start(Words({}));
@@ -241,7 +231,6 @@ TEST_F(SpawnTest, InjectedPlatformFailures) {
   EXPECT_EQ(IOError([&] { s.Reap(0); }).ErrorNo(), ECHILD);
   EXPECT_EQ(S(IOError([&] { s.IsRunning(); }).Function()), "GetExitCodeProcess");
 }
-
 
 TEST_F(SpawnTest, AndWaitAndExitAndDaemon) {
   uti_Redirection none, r1, r2(C("2>"), C(File("err")));
@@ -266,19 +255,18 @@ TEST_F(SpawnTest, TheSpawnLogFollowsDebugFlag2) {
   for (int level = 0; level <= 3; ++level) {
     typ_DebugFlags::SetLevel(2, level);
     vnktest::CaptureCerr cap;
-    uti_Redirection r(C(">&"), C(File("out")));
     Spawner s;
-    s.Start(Words({"a b", "c"}), r, env);
+    s.Start(Words({"a b", "c"}), uti_Redirection(C(">&"), C(File("out"))), env);
     uti_Spawn* list[] = {&s};
     uti_Spawn::waitForAll(list, 1, 5);
     const std::string log = cap.Text();
-    auto has = [&](const std::string& line) { return log.find(line) != std::string::npos; };
-    EXPECT_EQ(has("uti_Spawn - spawning: " + Child() + " \"a b\" c\n"), level >= 1) << level;
-    EXPECT_EQ(has("uti_Spawn::waitForAll reaped process #0 with exit code0\n"), level >= 1) << level;
-    EXPECT_EQ(has("              argument 0: a b\n              argument 1: c\n"), level >= 2) << level;
-    EXPECT_EQ(has("uti_Spawn: redirecting standard handle 0 on handle -1 to handle 0\n"), level >= 2) << level;
-    EXPECT_EQ(has("uti_Spawn: redirecting standard handle 2 on handle 1 to handle "), level >= 2) << level;
-    EXPECT_EQ(has("              env: K=v\n"), level >= 3) << level;
+    const std::pair<std::string, int> lines[] = {{"uti_Spawn - spawning: " + Child() + " \"a b\" c\n", 1},
+                                                 {"uti_Spawn::waitForAll reaped process #0 with exit code0\n", 1},
+                                                 {"              argument 0: a b\n              argument 1: c\n", 2},
+                                                 {"uti_Spawn: redirecting standard handle 0 on handle -1 to handle 0\n", 2},
+                                                 {"uti_Spawn: redirecting standard handle 2 on handle 1 to handle ", 2},
+                                                 {"              env: K=v\n", 3}};
+    for (auto& [line, from] : lines) EXPECT_EQ(log.find(line) != std::string::npos, level >= from) << level << line;
     EXPECT_EQ(log.empty(), level == 0);
   }
   typ_DebugFlags::SetLevel(2, 0);

@@ -74,6 +74,12 @@ inline int ReadPid(const std::string& path) {
   return access(path.c_str(), F_OK) == 0 ? std::stoi(ReadAll(path)) : -1;
 }
 
+// Gives the platform up to five seconds to reap the children given up.
+inline void ReapOrphans() {
+  for (int i = 0; i < 500 && plt_ProcessReapOrphans() > 0; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+}
+
 inline double Since(std::chrono::steady_clock::time_point t0) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
 }
@@ -98,20 +104,15 @@ struct Spawner : uti_Spawn {
   using uti_Spawn::Daemon;
   using uti_Spawn::FindCommand;
   using uti_Spawn::spawn;
-  void Start(const cow_List<cow_String>& args, uti_Redirection& r, const uti_Environment& env = uti_Environment()) {
+  // r is the caller's, or a fresh one when not given.
+  template <class R = uti_Redirection>
+  void Start(const cow_List<cow_String>& args, R&& r = R(), const uti_Environment& env = uti_Environment()) {
     spawn(C(Child()), utl_FilePath(), args, r, env, 1);
   }
-  void Start(const cow_List<cow_String>& args) {
-    uti_Redirection r;
-    Start(args, r);
-  }
   // Starts the child and answers its exit code.
-  int Run(const cow_List<cow_String>& args, uti_Redirection& r, const uti_Environment& env = uti_Environment()) {
+  template <class R = uti_Redirection>
+  int Run(const cow_List<cow_String>& args, R&& r = R(), const uti_Environment& env = uti_Environment()) {
     Start(args, r, env);
-    return Reap(0);
-  }
-  int Run(const cow_List<cow_String>& args) {
-    Start(args);
     return Reap(0);
   }
 };
@@ -120,12 +121,9 @@ struct Spawner : uti_Spawn {
 #define SPAWNTEST_PIPED(Name, Base, Op, ...)                           \
   struct Name : Base {                                                 \
     __VA_ARGS__                                                        \
-    void Start(const cow_List<cow_String>& args, uti_Redirection& r) { \
+    template <class R = uti_Redirection>                               \
+    void Start(const cow_List<cow_String>& args, R&& r = R()) {        \
       Op(C(Child()), utl_FilePath(), args, r, uti_Environment());      \
-    }                                                                  \
-    void Start(const cow_List<cow_String>& args) {                     \
-      uti_Redirection r;                                               \
-      Start(args, r);                                                  \
     }                                                                  \
   };
 SPAWNTEST_PIPED(Source, uti_SpawnSource, spawnSource, using uti_SpawnSource::m_SourceFd;)
