@@ -43,8 +43,7 @@ TEST_F(CommandsTool, Base64RoundTripsBinaryThroughStreamsAndFiles) {
   }
   EXPECT_EQ(Tool({"base64", "encode"}, In("\xff")).out, "!w==");
   EXPECT_EQ(Tool({"base64", "decode"}, In("TWFu\r\nTWFu\n")).out, "ManMan");
-  Result strict = Tool({"base64", "decode", "-strict", "-o", dir.File("back")}, In("/w=="));
-  EXPECT_EQ(std::to_string(strict.status) + " " + strict.err, "1 strict checking failure\n");
+  EXPECT_EQ(Said(Tool({"base64", "decode", "-strict", "-o", dir.File("back")}, In("/w=="))), "1 |strict checking failure\n");
   EXPECT_TRUE(ReadAll(dir.File("back")) == AllBytes(100000));  // left as it was
   EXPECT_EQ(Tool({"base64", "decode"}, In("TWF")).err, "padding error\n");
   EXPECT_EQ(Tool({"base64", "squash"}).status, 2);
@@ -53,9 +52,8 @@ TEST_F(CommandsTool, Base64RoundTripsBinaryThroughStreamsAndFiles) {
 TEST_F(CommandsTool, CrcOfFilesAndStandardInput) {
   WriteAll(dir.File("nine"), "123456789");
   WriteAll(dir.File("empty"), "");
-  Result r = Tool({"crc", dir.File("nine"), dir.File("empty"), "-"}, In("123456789"));
-  EXPECT_EQ(r.status, 0) << Show(r);
-  EXPECT_EQ(r.out, "0x0376e6e7\t" + dir.File("nine") + "\n0xffffffff\t" + dir.File("empty") + "\n0x0376e6e7\t-\n");
+  EXPECT_EQ(Said(Tool({"crc", dir.File("nine"), dir.File("empty"), "-"}, In("123456789"))),
+            "0 0x0376e6e7\t" + dir.File("nine") + "\n0xffffffff\t" + dir.File("empty") + "\n0x0376e6e7\t-\n|");
   Result missing = Tool({"crc", dir.File("nine"), dir.File("none")});
   EXPECT_EQ(std::to_string(missing.status) + missing.out, "1");  // not even the first file's line
   EXPECT_EQ(Tool({"crc"}).status, 2);
@@ -65,9 +63,7 @@ TEST_F(CommandsTool, RunRedirectsWithEverySymbol) {
   const std::string o = dir.File("o"), e = dir.File("e"), b = dir.File("b"), in = dir.File("in");
   const std::string script = "read x; echo out $x; echo err $x >&2; exit 7";
   WriteAll(in, "one\n");
-  Result r = Tool({"run", "sh", "-c", script, "<", in, ">", o, "2>", e});
-  EXPECT_EQ(r.status, 7) << Show(r);
-  EXPECT_EQ(r.out + r.err, "");
+  EXPECT_EQ(Said(Tool({"run", "sh", "-c", script, "<", in, ">", o, "2>", e})), "7 |");
   EXPECT_EQ(ReadAll(o) + "|" + ReadAll(e), "out one\n|err one\n");
   EXPECT_EQ(Tool({"run", "sh", "-c", script, "<", in, ">>", o, "2>>", e}).status, 7);
   EXPECT_EQ(ReadAll(o) + "|" + ReadAll(e), "out one\nout one\n|err one\nerr one\n");
@@ -76,8 +72,7 @@ TEST_F(CommandsTool, RunRedirectsWithEverySymbol) {
   EXPECT_EQ(Tool({"run", "sh", "-c", script, ">>&", b}, In("two\n")).status, 7);
   EXPECT_EQ(ReadAll(b), "out one\nerr one\nout two\nerr two\n");
   // No redirection: the child has the tool's own streams.
-  Result plain = Tool({"run", "sh", "-c", script}, In("three\n"));
-  EXPECT_EQ(plain.out + plain.err, "out three\nerr three\n");
+  EXPECT_EQ(Said(Tool({"run", "sh", "-c", script}, In("three\n"))), "7 out three\n|err three\n");
   EXPECT_EQ(Tool({"run", "sh", "-c", "echo gone", ">", "nul"}).out, "");
   // A symbol that is not in a trailing pair is an argument.
   EXPECT_EQ(Tool({"run", "echo", ">", "x", "y"}).out, "> x y\n");
@@ -106,12 +101,9 @@ TEST_F(CommandsTool, RunTimeoutEnvironmentAndFailures) {
 TEST_F(CommandsTool, ArgumentsFromAFile) {
   WriteAll(dir.File("nine"), "123456789");
   WriteAll(dir.File("args"), "crc\n  " + dir.File("nine") + "\n");
-  Result r = Tool({"-clargsfile", dir.File("args")});
-  EXPECT_EQ(r.status, 0) << Show(r);
-  EXPECT_EQ(r.out, "0x0376e6e7\t" + dir.File("nine") + "\n");
-  Result missing = Tool({"-clargsfile", dir.File("none")});
-  EXPECT_EQ(std::to_string(missing.status) + " " + missing.err,
-            "1 ERROR: Unable to open command line arguments file " + dir.File("none") + "\n");
+  EXPECT_EQ(Said(Tool({"-clargsfile", dir.File("args")})), "0 0x0376e6e7\t" + dir.File("nine") + "\n|");
+  EXPECT_EQ(Said(Tool({"-clargsfile", dir.File("none")})),
+            "1 |ERROR: Unable to open command line arguments file " + dir.File("none") + "\n");
 }
 
 TEST_F(CommandsTool, HelpVersionAndDemo) {

@@ -32,14 +32,11 @@ TEST_F(MsfTool, BinarySectionsRoundTripThroughEveryPath) {
   ASSERT_EQ(Put("all", all).status, 0);
   ASSERT_EQ(Put("empty", "").status, 0);
   WriteAll(dir.File("big.in"), big);
-  Result put = Tool({"msf", "put", file, "big", "-i", dir.File("big.in")});
-  ASSERT_TRUE(put.status == 0 && put.out.empty()) << Show(put);
+  ASSERT_EQ(Said(Tool({"msf", "put", file, "big", "-i", dir.File("big.in")})), "0 |");
 
-  Result all1 = Tool({"msf", "get", file, "all"});
-  EXPECT_TRUE(all1.status == 0 && all1.out == all) << Show(all1);
+  EXPECT_EQ(Said(Tool({"msf", "get", file, "all"})), "0 " + all + "|");
   EXPECT_EQ(Tool({"msf", "get", file, "empty"}).out, "");
-  Result toFile = Tool({"msf", "get", "-o", dir.File("big.out"), file, "big"});
-  EXPECT_TRUE(toFile.status == 0 && toFile.out.empty()) << Show(toFile);
+  EXPECT_EQ(Said(Tool({"msf", "get", "-o", dir.File("big.out"), file, "big"})), "0 |");
   EXPECT_TRUE(ReadAll(dir.File("big.out")) == big);
   EXPECT_TRUE(Tool({"msf", "get", file, "big", "-o", "-"}).out == big);
 
@@ -68,9 +65,7 @@ TEST_F(MsfTool, LargeSectionsReachStandardOutputOnlyWhenTheyCheck) {
   std::string bad = ReadAll(file);
   bad[bad.size() - 3] ^= 0x40;
   WriteAll(file, bad);
-  Result r = Tool({"msf", "get", file, "big"});
-  EXPECT_EQ(r.out.size(), 0u);
-  EXPECT_EQ(std::to_string(r.status) + " " + r.err, "1 \"" + file + "\": Data corrupted in section \"big\"\n");
+  EXPECT_EQ(Said(Tool({"msf", "get", file, "big"})), "1 |\"" + file + "\": Data corrupted in section \"big\"\n");
 }
 
 TEST_F(MsfTool, NamesThatNeedEscapes) {
@@ -93,13 +88,11 @@ TEST_F(MsfTool, FlippedByteIsFoundByVerifyAndRefusedByGet) {
     std::string bad = good;
     bad[good.size() - (name[0] == 'a' ? 150 : 1)] ^= 0x01;
     WriteAll(file, bad);
-    Result v = Tool({"msf", "verify", file});
-    EXPECT_EQ(std::to_string(v.status) + " " + v.out, "1 " + std::string(name) + "\n");
+    EXPECT_EQ(Said(Tool({"msf", "verify", file})),
+              "1 " + std::string(name) + "\n|vnkuti: 1 of 2 sections of " + file + " fail their CRC\n");
     EXPECT_EQ(Tool({"msf", "verify", file, "-json"}).out,
               "{\"file\": \"" + file + "\", \"sections\": 2, \"damaged\": [\"" + name + "\"]}\n");
-    Result g = Tool({"msf", "get", file, name});
-    EXPECT_EQ(std::to_string(g.status) + g.out + " " + g.err,
-              "1 \"" + file + "\": Data corrupted in section \"" + name + "\"\n");
+    EXPECT_EQ(Said(Tool({"msf", "get", file, name})), "1 |\"" + file + "\": Data corrupted in section \"" + name + "\"\n");
     EXPECT_EQ(Tool({"msf", "get", file, name, "-o", dir.File("out")}).status, 1);
     EXPECT_EQ(ReadAll(dir.File("out")), "old");  // left as it was
   }
@@ -115,10 +108,8 @@ TEST_F(MsfTool, SecondWriterIsRefusedQuickly) {
   for (std::vector<std::string> args : std::vector<std::vector<std::string>>{
            {"msf", "put", file, "a", "-i", file}, {"msf", "rm", file, "a"}}) {
     Result r = Tool(args);
-    EXPECT_EQ(r.status, 1);
     EXPECT_LT(r.seconds, 1.0);
-    EXPECT_EQ(r.err.substr(0, r.err.find('\n')), "\"" + file + "\": Cannot create the lock file.");
-    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(Said(r).substr(0, Said(r).find('\n')), "1 |\"" + file + "\": Cannot create the lock file.");
   }
   EXPECT_EQ(ReadAll(file), before);
   EXPECT_TRUE(Exists(file + ".lock"));
@@ -134,11 +125,9 @@ TEST_F(MsfTool, DumpPrintsTheFileStoresObject) {
     store.WriteObject("failure", thrown);
     store.Save();
   }
-  Result d = Tool({"msf", "dump", file, "failure"});
-  EXPECT_EQ(d.status, 0) << Show(d);
-  EXPECT_EQ(d.out,
-            "\n<< CLASS NAME: nex_TextException\n  m_FromFile: utl/impl/utl_File\n  m_FromLine: 7\n"
-            "  m_Value: kept for later\n>>\n");
+  EXPECT_EQ(Said(Tool({"msf", "dump", file, "failure"})),
+            "0 \n<< CLASS NAME: nex_TextException\n  m_FromFile: utl/impl/utl_File\n  m_FromLine: 7\n"
+            "  m_Value: kept for later\n>>\n|");
   ASSERT_EQ(Put("raw", "not an object image").status, 0);
   Result raw = Tool({"msf", "dump", file, "raw"});
   EXPECT_EQ(raw.status, 1);
@@ -170,12 +159,9 @@ TEST_F(MsfTool, BadInputGetsAClearError) {
       {{"msf", "get", file, "a", "-o"}, 2, "vnkuti: option -o needs a value"},
   };
   for (const Case& c : cases) {
-    Result r = Tool(c.args);
-    SCOPED_TRACE(Show(r));
-    EXPECT_EQ(r.status, c.status);
-    EXPECT_EQ(r.out, "");
-    EXPECT_EQ(r.err.substr(0, r.err.find('\n')), c.err);
-    EXPECT_TRUE(c.status != 2 || r.err.find("usage: vnkuti") != std::string::npos);
+    const std::string said = Said(Tool(c.args));
+    EXPECT_EQ(said.substr(0, said.find('\n')), std::to_string(c.status) + " |" + c.err);
+    EXPECT_TRUE(c.status != 2 || said.find("usage: vnkuti") != std::string::npos) << said;
   }
   EXPECT_FALSE(Exists(missing));
   EXPECT_FALSE(Exists(missing + ".lock"));

@@ -111,8 +111,7 @@ TEST_F(RecoverTool, NothingToRestoreFromIsAnError) {
   WriteAll(file, bad);
   WriteAll(file + ".77.tmp", "half an image");
   Result r = Tool({"msf", "recover", file});
-  EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(Said(r).substr(0, 3), "1 |");
   EXPECT_NE(r.err.find("staging file " + file + ".77.tmp: unreadable"), std::string::npos) << r.err;
   EXPECT_NE(r.err.find("\"" + file + "\": Damaged, and no staging file holds a complete image"), std::string::npos);
   EXPECT_EQ(ReadAll(file), bad);

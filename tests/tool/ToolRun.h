@@ -9,6 +9,7 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <string>
@@ -56,20 +57,19 @@ inline Result Tool(const std::vector<std::string>& args, const Options& o = Opti
   posix_spawn_file_actions_adddup2(&fa, out[1], 1);
   posix_spawn_file_actions_adddup2(&fa, err[1], 2);
   if (!o.cwd.empty()) posix_spawn_file_actions_addchdir_np(&fa, o.cwd.c_str());
-  std::vector<std::string> words = {VNKUTI_TOOL}, env;
+  std::vector<std::string> words = {VNKUTI_TOOL}, env = o.env;
   words.insert(words.end(), args.begin(), args.end());
-  for (char** e = environ; *e; ++e) {
-    bool replaced = false;
-    for (const std::string& x : o.env)
-      replaced = replaced || std::string(*e).rfind(x.substr(0, x.find('=') + 1), 0) == 0;
-    if (!replaced) env.push_back(*e);
-  }
-  env.insert(env.end(), o.env.begin(), o.env.end());
-  std::vector<char*> argv, envp;
-  for (std::string& w : words) argv.push_back(w.data());
-  for (std::string& e : env) envp.push_back(e.data());
-  argv.push_back(nullptr);
-  envp.push_back(nullptr);
+  for (char** e = environ; *e; ++e)
+    if (std::none_of(o.env.begin(), o.env.end(),
+                     [e](const std::string& x) { return std::string(*e).rfind(x.substr(0, x.find('=') + 1), 0) == 0; }))
+      env.push_back(*e);
+  auto pointers = [](std::vector<std::string>& v) {
+    std::vector<char*> p;
+    for (std::string& s : v) p.push_back(s.data());
+    p.push_back(nullptr);
+    return p;
+  };
+  std::vector<char*> argv = pointers(words), envp = pointers(env);
 
   const auto start = std::chrono::steady_clock::now();
   pid_t pid = -1;
@@ -122,6 +122,9 @@ inline std::string AllBytes(std::size_t size = 256) {
   }
   return s;
 }
+
+// Status, standard output and standard error in one line, to compare whole.
+inline std::string Said(const Result& r) { return std::to_string(r.status) + " " + r.out + "|" + r.err; }
 
 // The gtest report of a run, for failure messages.
 inline std::string Show(const Result& r) {
