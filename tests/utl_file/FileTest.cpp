@@ -44,7 +44,6 @@ class FileTest : public ::testing::Test {
   }
 };
 
-
 TEST_F(FileTest, OpensLazilyOnlyOnceAndRetriesAFailedOpen) {
   std::string missing = dir.File("missing");
   { utl_File f(missing.c_str(), utl_FileWrite, utl_ShareDefault); }  // never used: nothing happens
@@ -84,30 +83,26 @@ TEST_F(FileTest, WriteTruncatesAndOffsetsPass4GiB) {
   char buf[5] = {};
   EXPECT_EQ(f.Read(buf, 4), 4);
   EXPECT_STREQ(buf, "tail");
+
+  // Extend grows and truncates, keeping the position.
+  std::string e = Make("e", "0123456789");
+  utl_File g(e.c_str(), utl_FileUpdate, utl_ShareDefault);
+  g.Seek(3);
+  g.Extend(6LL << 30);
+  EXPECT_EQ(std::make_pair(g.FileSize().Value(), g.Location().Value()), std::make_pair(6LL << 30, 3LL));
+  g.Seek(8);
+  g.Extend(4);  // the position now lies past the end and stays there
+  EXPECT_EQ(g.Location().Value(), 8);
+  EXPECT_EQ(ReadAll(e), "0123");
 }
-
-TEST_F(FileTest, ExtendGrowsTruncatesAndKeepsThePosition) {
-  std::string p = Make("e", "0123456789");
-  utl_File f(p.c_str(), utl_FileUpdate, utl_ShareDefault);
-  f.Seek(3);
-  f.Extend(6LL << 30);
-  EXPECT_EQ(f.FileSize().Value(), 6LL << 30);
-  EXPECT_EQ(f.Location().Value(), 3);
-  f.Seek(8);
-  f.Extend(4);  // the position now lies past the end and stays there
-  EXPECT_EQ(f.Location().Value(), 8);
-  EXPECT_EQ(ReadAll(p), "0123");
-}
-
-TEST_F(FileTest, UnknownAccessOpensNothing) {
-  utl_File f(Make("u", "x").c_str(), static_cast<utl_FileAccess>(7), utl_ShareDefault);
-  char c;
-  EXPECT_EQ(Caught<utl_FileExceptionRead>([&] { f.Read(&c, 1); }), WithError("Read failed", "ReadFile", EBADF, Str(f.FileName())));
-  EXPECT_TRUE(f.IsOpened());
-}  // and the destructor has nothing to close
-
 
 TEST_F(FileTest, OpenFailures) {
+  // An unknown access opens nothing (and the destructor has nothing to close).
+  utl_File u(Make("u", "x").c_str(), static_cast<utl_FileAccess>(7), utl_ShareDefault);
+  char c;
+  EXPECT_EQ(Caught<utl_FileExceptionRead>([&] { u.Read(&c, 1); }), WithError("Read failed", "ReadFile", EBADF, Str(u.FileName())));
+  EXPECT_TRUE(u.IsOpened());
+
   std::string missing = dir.File("none"), sub = dir.File("no/such"), d = dir.Path();
   auto open = [](const std::string& p, utl_FileAccess a) {
     return [p, a] { utl_File(p.c_str(), a, utl_ShareDefault).Init(); };
@@ -195,7 +190,6 @@ TEST_F(FileTest, FileSizeLimitGivesShortWritesAndTooLarge) {
             WithError("Extend failed", "SetEndOfFile", EFBIG, p));
 }
 
-
 TEST_F(FileTest, InjectedFailuresReachTheRemainingLabels) {
   std::string p = Make("h", "0123456789");
   {
@@ -268,7 +262,6 @@ TEST_F(FileTest, OpenWriteMakesTheIOTrackerContainer) {
   EXPECT_EQ(utl_IOTracker_Container::Peek(), nullptr);
   utl_initialize(count);
 }
-
 
 TEST(FileOffsetTest, DiffAsInt32FitsOrAsserts) {
   const long long two31 = 1LL << 31;

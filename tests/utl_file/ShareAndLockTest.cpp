@@ -32,9 +32,17 @@ bool Compatible(int a1, int s1, int a2, int s2) {
   return (mine & 1) && (theirs & 1) && (!w2 || (mine & 2)) && (!w1 || (theirs & 2));
 }
 
-TEST(ShareModeTest, TheTableHoldsBetweenProcesses) {
+// One small file in a fresh directory for each test.
+class OneFile : public ::testing::Test {
+ protected:
+  void SetUp() override { WriteAll(p, "x"); }
   TempDir dir;
-  std::string p = dir.File("shared");
+  std::string p = dir.File("f");
+};
+using ShareModeTest = OneFile;
+using FlockTest = OneFile;
+
+TEST_F(ShareModeTest, TheTableHoldsBetweenProcesses) {
   for (int a1 = 0; a1 < 3; ++a1)
     for (int s1 = 0; s1 < 3; ++s1)
       for (int a2 = 0; a2 < 3; ++a2)
@@ -57,10 +65,7 @@ TEST(ShareModeTest, TheTableHoldsBetweenProcesses) {
         }
 }
 
-TEST(ShareModeTest, TwoOpensInOneProcessAndReleaseOnClose) {
-  TempDir dir;
-  std::string p = dir.File("one");
-  WriteAll(p, "x");
+TEST_F(ShareModeTest, TwoOpensInOneProcessAndReleaseOnClose) {
   {
     utl_File writer(p.c_str(), utl_FileUpdate, utl_ShareRead);
     writer.Init();
@@ -73,11 +78,8 @@ TEST(ShareModeTest, TwoOpensInOneProcessAndReleaseOnClose) {
   EXPECT_NO_THROW(again.Init());  // closing released the share marks
 }
 
-
-TEST(FlockTest, OperationValues) {
-  TempDir dir;
-  WriteAll(dir.File("f"), "x");
-  int fd = open(dir.File("f").c_str(), O_RDWR);
+TEST_F(FlockTest, OperationValues) {
+  int fd = open(p.c_str(), O_RDWR);
   for (int op : {0, 3, 4, 7, 9, -1}) {
     errno = 0;
     EXPECT_EQ(utl_flock(fd, op), -1) << op;
@@ -90,10 +92,7 @@ TEST(FlockTest, OperationValues) {
   EXPECT_EQ(errno, EBADF);
 }
 
-TEST(FlockTest, ExcludesAnotherProcessOverItsRange) {
-  TempDir dir;
-  std::string p = dir.File("locked");
-  WriteAll(p, "x");
+TEST_F(FlockTest, ExcludesAnotherProcessOverItsRange) {
   int fd = open(p.c_str(), O_RDWR);
   auto probe = [&](int op) {
     return InChild([&] {
