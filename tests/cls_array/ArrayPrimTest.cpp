@@ -215,7 +215,7 @@ TEST(ArrayPrimMessages, ABlockThatCannotBeLoadedIsReportedNotThrown) {
   EXPECT_EQ(a.ConstGet(10), 3.0f);  // loaded now, not left half made
 }
 
-TEST(ArrayPrimStore, CopiesRewritesAndDetach) {
+TEST(ArrayPrimStore, CopiesRewritesDetachAndTheStoreGoingFirst) {
   cls_MemStore store;
   cls_ArrayPrim<float> a;
   Fill(a, 5000);
@@ -244,16 +244,15 @@ TEST(ArrayPrimStore, CopiesRewritesAndDetach) {
   store.Clear();
   EXPECT_FALSE(d.IsAttached());
   EXPECT_TRUE(d.ConstGet(4999) == Value(4999) && d.ResidentBlocks() == 3);
-}
 
-TEST(ArrayPrimStore, AgentOutlivesItsStore) {
-  auto* store = new cls_MemStore;
-  cls_ArrayPrim<double> a;
-  for (int i = 0; i < 3000; ++i) a.Append(i);
-  vnktest::Store(*store, a);
-  delete store;  // the agent still holds the list
-  a.Get(2999) = 1.5;
-  EXPECT_TRUE(a.ConstGet(0) == 0.0 && a.ConstGet(2999) == 1.5);
+  // Attached, not detached: the agent outlives its store and holds the list.
+  auto* other = new cls_MemStore;
+  cls_ArrayPrim<double> e;
+  for (int i = 0; i < 3000; ++i) e.Append(i);
+  vnktest::Store(*other, e);
+  delete other;
+  e.Get(2999) = 1.5;
+  EXPECT_TRUE(e.ConstGet(0) == 0.0 && e.ConstGet(2999) == 1.5);
 }
 
 TEST(ArrayPrimStore, EveryElementTypeRoundTripsAndIsRebuiltByClassID) {
