@@ -116,7 +116,7 @@ TEST_F(ThrPool, LowestIdleSlotFirstThenTheLastAndFalseWhenAllAreBusy) {
   for (int i = 0; i < 3; ++i) {
     p[i] = &Hand(false, false, 3);
     ASSERT_TRUE(Set(p[i]->m_Started));
-    EXPECT_EQ(p[i]->m_Slot.load() * 10 + p[i]->m_Number.load(), i * 10 + i + 1);
+    EXPECT_EQ(std::make_pair(p[i]->m_Slot.load(), p[i]->m_Number.load()), std::make_pair(i, i + 1));
   }
   EXPECT_FALSE(m_Pool->RunTask(std::make_unique<ProbeTask>(&NewProbe()).get(), false, 3));
   // The middle worker comes free: it is the lowest idle one again, each time.
@@ -125,7 +125,7 @@ TEST_F(ThrPool, LowestIdleSlotFirstThenTheLastAndFalseWhenAllAreBusy) {
     ASSERT_TRUE(SlotBecomes(1, thr_ThreadPool::e_idle));
     Probe& again = Hand(true, false, 3);
     ASSERT_TRUE(Set(again.m_Finished));
-    EXPECT_EQ(again.m_Slot.load() * 10 + again.m_Number.load(), 12);
+    EXPECT_EQ(std::make_pair(again.m_Slot.load(), again.m_Number.load()), std::make_pair(1, 2));
   }
   ASSERT_TRUE(SlotBecomes(1, thr_ThreadPool::e_idle));
   EXPECT_EQ(thr_CurrentThreadNumber(), -1);
