@@ -19,11 +19,8 @@ std::atomic<int> g_TasksGone{0};
 
 // Records where and when it ran; may wait for a gate before returning.
 struct Probe {
-  std::atomic<int> m_Slot{-100};
-  std::atomic<int> m_Number{-100};
-  std::atomic<bool> m_Started{false};
-  std::atomic<bool> m_Finished{false};
-  std::atomic<bool> m_Gate{true};
+  std::atomic<int> m_Slot{-100}, m_Number{-100};
+  std::atomic<bool> m_Started{false}, m_Finished{false}, m_Gate{true};
   Clock::time_point m_StartTime;
 };
 

@@ -18,8 +18,7 @@ using namespace thrtest;
 
 namespace {
 
-std::atomic<int> g_Made{0};
-std::atomic<int> g_Gone{0};
+std::atomic<int> g_Made{0}, g_Gone{0};
 
 struct Counted {
   Counted() { g_Made.fetch_add(1); }
