@@ -19,6 +19,14 @@ namespace {
 
 const std::string kFull = "*** Error: Free disk space depleted\nfile name: %2$s";
 
+// In a child that runs as root: becomes "nobody". Answers false when that
+// fails.
+bool DropRoot() {
+  if (geteuid() != 0) return true;
+  struct passwd* nobody = getpwnam("nobody");
+  return nobody != nullptr && setgroups(0, nullptr) == 0 && setgid(nobody->pw_gid) == 0 && setuid(nobody->pw_uid) == 0;
+}
+
 class RealConditions : public ::testing::Test {
  protected:
   vnktest::TempDir m_Dir;
@@ -119,8 +127,7 @@ TEST_F(RealConditions, FileSizeLimit) {
     std::string text = SaveError(m_Path, {{"s", std::string(40000, 'n')}});
     return text + (OpenFds() == fds ? "" : " <descriptor left>");
   });
-  const std::string full = kFull;
-  EXPECT_TRUE(got == full || got.find("\nerror: " + Text(EFBIG) + "\nfile: " + staging) != std::string::npos) << got;
+  EXPECT_TRUE(got == kFull || got.find("\nerror: " + Text(EFBIG) + "\nfile: " + staging) != std::string::npos) << got;
   EXPECT_EQ(ReadAll(m_Path), Image(old));
   EXPECT_EQ(Listing(m_Dir.Path()), std::set<std::string>{"data.sec"});
 }
@@ -138,11 +145,7 @@ TEST_F(RealConditions, ReadOnlyDirectory) {
   chmod(m_Dir.Path().c_str(), 0755);
   ASSERT_EQ(chmod(dir.c_str(), 0555), 0);
   std::string got = vnktest::InChild([&] {
-    if (geteuid() == 0) {
-      struct passwd* nobody = getpwnam("nobody");
-      if (nobody == nullptr || setgroups(0, nullptr) != 0 || setgid(nobody->pw_gid) != 0 || setuid(nobody->pw_uid) != 0)
-        return std::string("<skip>");
-    }
+    if (!DropRoot()) return std::string("<skip>");
     if (access(dir.c_str(), W_OK) == 0) return std::string("<skip>");
     std::string out;
     try {
@@ -179,11 +182,7 @@ TEST_F(RealConditions, DataFileWithoutWritePermission) {
   chmod(m_Path.c_str(), 0444);
   chmod(m_Dir.Path().c_str(), 0777);
   std::string got = vnktest::InChild([&] {
-    if (geteuid() == 0) {
-      struct passwd* nobody = getpwnam("nobody");
-      if (nobody == nullptr || setgroups(0, nullptr) != 0 || setgid(nobody->pw_gid) != 0 || setuid(nobody->pw_uid) != 0)
-        return std::string("<skip>");
-    }
+    if (!DropRoot()) return std::string("<skip>");
     return vnktest::Caught<utl_FileExceptionOpen>([&] { utl_MultisectionFile f(C(m_Path), utl_FileUpdate); });
   });
   if (got == "<skip>") GTEST_SKIP() << "cannot drop to an unprivileged user";
@@ -200,9 +199,7 @@ TEST_F(RealConditions, FileDeletedWhileOpen) {
   {
     utl_MultisectionFile reader(C(m_Path), utl_FileRead);
     ASSERT_EQ(unlink(m_Path.c_str()), 0);
-    std::string b(reader.getSectionLength("b"), '\0');
-    reader.getSectionData("b", b.data());
-    EXPECT_EQ(b, old[1].second);
+    EXPECT_EQ(SectionOf(reader, "b"), old[1].second);
   }
   WriteAll(m_Path, Image(old));
   const int fds = OpenFds();
@@ -211,12 +208,7 @@ TEST_F(RealConditions, FileDeletedWhileOpen) {
     ASSERT_EQ(unlink(m_Path.c_str()), 0);
     f.setSectionData("a", "second", 6);
     f.saveChanges();  // into the deleted file
-    std::string a(f.getSectionLength("a"), '\0');
-    f.getSectionData("a", a.data());
-    EXPECT_EQ(a, "second");
-    std::string b(f.getSectionLength("b"), '\0');
-    f.getSectionData("b", b.data());
-    EXPECT_EQ(b, old[1].second);
+    EXPECT_EQ(SectionOf(f, "a") + SectionOf(f, "b"), "second" + old[1].second);
   }
   EXPECT_TRUE(Listing(m_Dir.Path()).empty());  // no lock, no staging file
   EXPECT_EQ(OpenFds(), fds);

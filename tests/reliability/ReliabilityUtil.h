@@ -55,18 +55,28 @@ inline std::string Image(const Sections& s) {
   return r + data;
 }
 
-// Every section of the file through the library: their values in directory
-// order, or the text of the first error.
+// One section's bytes, read whole.
+inline std::string SectionOf(utl_MultisectionFile& f, const cow_String& name) {
+  std::string buf(static_cast<std::size_t>(std::max(0, f.getSectionLength(name))), '\0');
+  char spare;
+  f.getSectionData(name, buf.empty() ? &spare : buf.data());
+  return buf;
+}
+
+// Every section of the file through the library, in directory order.
+inline Sections ReadSections(const std::string& path) {
+  Sections out;
+  utl_MultisectionFile f(C(path), utl_FileRead);
+  for (int i = 0; i < f.SectionCount(); ++i) out.push_back({Str(f.SectionName(i)), SectionOf(f, f.SectionName(i))});
+  return out;
+}
+
+// The same, never raising: the text of the first error, or "" with the
+// sections in *out.
 inline std::string ReadThrough(const std::string& path, Sections* out) {
   try {
-    utl_MultisectionFile f(C(path), utl_FileRead);
-    for (int i = 0; i < f.SectionCount(); ++i) {
-      const cow_String& name = f.SectionName(i);
-      std::string buf(static_cast<std::size_t>(std::max(0, f.getSectionLength(name))), '\0');
-      char spare;
-      f.getSectionData(name, buf.empty() ? &spare : buf.data());
-      if (out) out->push_back({Str(name), buf});
-    }
+    Sections s = ReadSections(path);
+    if (out) *out = s;
   } catch (const nex_Exception& e) {
     return Str(e.AsString());
   }

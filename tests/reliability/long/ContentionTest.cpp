@@ -25,11 +25,7 @@ constexpr int kWriters = 8;
 const char kLockText[] = "Cannot create the lock file.";
 
 std::string Get(utl_MultisectionFile& f, const std::string& name) {
-  if (!f.hasSection(C(name))) return "";
-  std::string buf(f.getSectionLength(C(name)), '\0');
-  char spare;
-  f.getSectionData(C(name), buf.empty() ? &spare : buf.data());
-  return buf;
+  return f.hasSection(C(name)) ? SectionOf(f, C(name)) : "";
 }
 
 struct Tally {
