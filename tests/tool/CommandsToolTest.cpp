@@ -87,8 +87,8 @@ TEST_F(CommandsTool, RunTimeoutEnvironmentAndFailures) {
   EXPECT_EQ(env.out, "1 x=y " + std::string(getenv("HOME") ? getenv("HOME") : "") + "\n");
   EXPECT_EQ(Tool({"run", "sh", "-c", "kill -9 $$"}).status, 137);
 
-  Result missing = Tool({"run", dir.File("no-such-program")});
-  EXPECT_TRUE(missing.status == 1 && missing.err.find("CreateProcess") != std::string::npos) << Show(missing);
+  EXPECT_EQ(Said(Tool({"run", dir.File("no-such-program")})),
+            "1 |IOError:CreateProcess failed with error 2: No such file or directory (" + dir.File("no-such-program") + ")\n");
   EXPECT_EQ(Tool({"run", "cat", "<", dir.File("none")}).status, 1);
   for (std::vector<std::string> bad : std::vector<std::vector<std::string>>{
            {"run"}, {"run", "-timeout", "0", "true"}, {"run", "-env", "=v", "true"},

@@ -126,6 +126,16 @@ inline std::string AllBytes(std::size_t size = 256) {
 // Status, standard output and standard error in one line, to compare whole.
 inline std::string Said(const Result& r) { return std::to_string(r.status) + " " + r.out + "|" + r.err; }
 
+// A data file in a fresh directory, and sections put into it.
+class MsfFile : public ::testing::Test {
+ protected:
+  vnktest::TempDir dir;
+  std::string file = dir.File("data.msf");
+  void Put(const std::string& section, const std::string& bytes) {
+    ASSERT_EQ(Said(Tool({"msf", "put", file, section}, In(bytes))), "0 |");
+  }
+};
+
 // The gtest report of a run, for failure messages.
 inline std::string Show(const Result& r) {
   return "status " + std::to_string(r.status) + "\nstdout: " + r.out.substr(0, 400) + "\nstderr: " + r.err.substr(0, 400);
