@@ -4,25 +4,19 @@
 #include <memory>
 
 #include "SpawnTestUtil.h"
-#include "cls/cls_ClassRegistrar.h"
-#include "cls/cls_MemoryStore.h"
-#include "cls/cls_Visitor.h"
+#include "cls_array/ArrayTestUtil.h"
 
 using namespace spawntest;
+using vnktest::Registrar2;
 
 namespace {
 
-cls_ClassRegistrar& Third() { return omi_Singleton<cls_MetadataRegistrar>::Instance().GetRegistrar(2); }
-
+// Written to a memory store, rebuilt by its class ID.
 std::unique_ptr<nex_Exception> RoundTrip(const nex_Exception& e) {
   cls_MemStore store;
-  {
-    cls_WriteVisitor root(store.MakeWriteMemento());
-    cls_WriteVisitor child(root, cls_FieldHandle("e", 0), nullptr, &e);
-    e.DBWrite(child);
-  }
+  vnktest::Store(store, e);
   cls_ReadVisitor root(store.MakeReadMemento());
-  return std::unique_ptr<nex_Exception>(static_cast<nex_Exception*>(cls_ReadObject(root, cls_FieldHandle("e", 0), Third())));
+  return std::unique_ptr<nex_Exception>(static_cast<nex_Exception*>(cls_ReadObject(root, vnktest::Obj(), Registrar2())));
 }
 
 }  // namespace
@@ -62,11 +56,11 @@ TEST(UtiExceptions, PersistentAndRegisteredWithMask2) {
     EXPECT_EQ(back->DynTypeId(), e->DynTypeId());
     EXPECT_EQ(S(back->DeveloperReport()), S(e->DeveloperReport()));
 
-    const cls_ClassMetadataHld& md = Third().ConstGet(e->DynTypeId());
+    const cls_ClassMetadataHld& md = Registrar2().ConstGet(e->DynTypeId());
     ASSERT_FALSE(md.IsEmpty());
     EXPECT_EQ(md->Version(), 800);
     EXPECT_EQ(md->BaseClassID(), nex_CommandException::TypeId());
-    EXPECT_EQ(Third().GetClassID(md->ClassName()), e->DynTypeId());
+    EXPECT_EQ(Registrar2().GetClassID(md->ClassName()), e->DynTypeId());
     cls_MetadataRegistrar& m = omi_Singleton<cls_MetadataRegistrar>::Instance();
     EXPECT_FALSE(m.GetRegistrar(1).ClassIsPresent(e->DynTypeId()));
     EXPECT_FALSE(m.GetRegistrar(4).ClassIsPresent(e->DynTypeId()));
@@ -74,10 +68,10 @@ TEST(UtiExceptions, PersistentAndRegisteredWithMask2) {
   auto back = RoundTrip(io);
   EXPECT_EQ(S(static_cast<const uti_IOErrorException&>(*back).FuncData()), "data");
   EXPECT_EQ(static_cast<const uti_IOErrorException&>(*back).ErrorNo(), ECHILD);
-  EXPECT_EQ(S(Third().ConstGet(0x20020)->ClassName()), "uti_IOErrorException");
-  EXPECT_EQ(Third().ConstGet(0x20020)->GetAttribute("m_FuncData").m_FieldID, 2);
-  EXPECT_EQ(Third().ConstGet(0x20022)->GetAttribute("m_Value").m_FieldID, 0);
+  EXPECT_EQ(S(Registrar2().ConstGet(0x20020)->ClassName()), "uti_IOErrorException");
+  EXPECT_EQ(Registrar2().ConstGet(0x20020)->GetAttribute("m_FuncData").m_FieldID, 2);
+  EXPECT_EQ(Registrar2().ConstGet(0x20022)->GetAttribute("m_Value").m_FieldID, 0);
   // The PATH-search exceptions are plain text exceptions, not persistent.
-  EXPECT_FALSE(Third().ClassIsPresent(uti_NotOnPathException::TypeId()));
-  EXPECT_FALSE(Third().ClassIsPresent(uti_NotExecutableException::TypeId()));
+  EXPECT_FALSE(Registrar2().ClassIsPresent(uti_NotOnPathException::TypeId()));
+  EXPECT_FALSE(Registrar2().ClassIsPresent(uti_NotExecutableException::TypeId()));
 }
