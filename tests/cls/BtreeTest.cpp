@@ -57,7 +57,7 @@ TEST(OmiBtree, EmptyTreeAnswersTheDefaultInsertKeepsTheFirstValueSetReplacesIt) 
   EXPECT_EQ(Walk(omi_BtreeIterator<int, int>(t)), (Pairs{{1, 12}}));
 }
 
-TEST(OmiBtree, RandomSequencesMatchStdMapAndStayBalanced) {
+TEST(OmiBtree, RandomAndAscendingSequencesMatchStdMapAndStayBalanced) {
   std::mt19937 rng(12345);
   for (int round = 0; round < 4; ++round) {
     omi_Btree<int, int> t;
@@ -76,9 +76,7 @@ TEST(OmiBtree, RandomSequencesMatchStdMapAndStayBalanced) {
     EXPECT_EQ(Walk(omi_BtreeIterator<int, int>(t)), Pairs(m.begin(), m.end()));
     for (auto& [k, v] : m) ASSERT_EQ(t.Find(k), v);
   }
-}
-
-TEST(OmiBtree, AscendingInsertionsStayLogarithmic) {
+  // Ascending insertions stay logarithmic.
   omi_Btree<int, int> t;
   for (int i = 0; i < 100000; ++i) t.Insert(i, i);
   EXPECT_LE(CheckAvl(t.RootLink()), 25);  // 1.44 log2(100002) is about 24
@@ -104,7 +102,7 @@ TEST(OmiBtree, CopiesAreDeepAndEveryNodeIsFreed) {
   EXPECT_EQ(Counted::s_Live, 0);
 }
 
-TEST(CowBtree, CopiesShareUntilOneWrites) {
+TEST(CowBtree, CopiesShareUntilOneWritesAndIteratorsWalkASnapshot) {
   cow_Btree<cow_String, int> a(-1);
   a.Insert("x", 1);
   cow_Btree<cow_String, int> b(a);
@@ -119,9 +117,7 @@ TEST(CowBtree, CopiesShareUntilOneWrites) {
   EXPECT_FALSE(a == b);
   a.Set("y", 2);
   EXPECT_TRUE(a == b);
-}
-
-TEST(CowBtree, IteratorWalksASnapshot) {
+  // An iterator walks a snapshot.
   cow_Btree<int, int> m;
   for (int i = 5; i > 0; --i) m.Insert(i, i * 10);
   cow_BtreeIterator<int, int> it(m);

@@ -68,8 +68,7 @@ TEST_F(ClassRegistrar, LatestMapKeepsTheHighestVersion) {
   r.CreateClassMD("B", kB, 2, nullptr, 1);
   r.CreateClassMD("B-renamed", kB, 1, nullptr, 1);
   r.CreateClassMD("A", kA, 1, nullptr, 1);
-  EXPECT_EQ(r.GetLastClassVersionNumber(kB), 2);
-  EXPECT_EQ(r.ConstGet(kB)->Version(), 2);
+  EXPECT_EQ((std::vector<int>{r.GetLastClassVersionNumber(kB), r.ConstGet(kB)->Version()}), (std::vector<int>{2, 2}));
   EXPECT_EQ(r.GetClassMetadata(kB, 1)->ClassName(), "B-renamed");
 
   EXPECT_EQ(Records(r.GetHistoryMDList()), "A/1 B-renamed/1 B/2");
@@ -115,15 +114,13 @@ TEST_F(ClassRegistrar, InheritanceAndDeleteCowFollowRegisteredBases) {
   EXPECT_FALSE(r.DeleteCow(0x99, &cow));  // unknown and no hook: nothing found
 }
 
-TEST_F(ClassRegistrar, FailedLookupsAnswerDefaultsWithoutHooks) {
+TEST_F(ClassRegistrar, FailedLookupsAnswerDefaultsAndBuildersKeepTheirDefaults) {
   EXPECT_TRUE(r.ConstGet(kA).IsEmpty() && r.GetClassMetadata(kA, 3).IsEmpty() && !r.ClassIsPresent(kA));
   EXPECT_TRUE(r.GetClassID("nothing") == 0u && r.GetLastClassVersionNumber(kA) == -1);
   r.DeleteClass("alias", kB);
   r.DeleteClass("alias", kC);  // the first entry stays
   EXPECT_EQ(r.GetClassID("alias"), kB);
-}
-
-TEST_F(ClassRegistrar, MetadataBuildersAndDefaults) {
+  // Metadata builders and their defaults.
   cls_ClassMetadata& md = r.CreateClassMD("A", kA, 1, nullptr, 1);
   EXPECT_TRUE(md.TableExtentQuantum() == 4 && md.MaxFieldID() == -1 && md.GetDtorFunction() == nullptr);
   md.AddAttribute(cls_FieldHandle("b", 7), cls_AttrInt, 1, cls_CollNone)
@@ -154,34 +151,31 @@ void Reg1(cls_ClassRegistrar&) { g_Order.push_back(1); }
 void Reg2(cls_ClassRegistrar&) { g_Order.push_back(2); }
 void Reg4(cls_ClassRegistrar&) { g_Order.push_back(4); }
 
-TEST(MetadataRegistrar, MaskSevenCallsFirstThirdSecond) {
+TEST(MetadataRegistrar, MaskSevenCallsFirstThirdSecondAndReplaysInRegistrationOrder) {
   cls_MetadataRegistrar m;
   g_Calls.clear();
   m.initClassMetadata(&RecordF, 7);
   EXPECT_EQ(g_Calls,
             (std::vector<const cls_ClassRegistrar*>{&m.GetRegistrar(1), &m.GetRegistrar(2), &m.GetRegistrar(4)}));
   EXPECT_TRUE(m.GetFunctions(1).Count() == 1 && m.GetFunctions(4).Count() == 1);
-
   cls_ClassRegistrar mine;
   g_Calls.clear();
   m.initMetadata(&mine, 2);  // bit 2 has no list
   EXPECT_TRUE(g_Calls.empty());
-}
 
-TEST(MetadataRegistrar, ReplayFollowsRegistrationOrderBitOneFirst) {
-  cls_MetadataRegistrar m;
+  // Replays follow the registration order, bit one first.
+  cls_MetadataRegistrar o;
   g_Order.clear();
-  m.initClassMetadata(&Reg4, 4);
-  m.initClassMetadata(&Reg1, 1);
-  m.initClassMetadata(&Reg2, 2);  // called at once, never remembered
-  m.initClassMetadata(&Reg1, 5);
+  o.initClassMetadata(&Reg4, 4);
+  o.initClassMetadata(&Reg1, 1);
+  o.initClassMetadata(&Reg2, 2);  // called at once, never remembered
+  o.initClassMetadata(&Reg1, 5);
   EXPECT_EQ(g_Order, (std::vector<int>{4, 1, 2, 1, 1}));
   g_Order.clear();
-  cls_ClassRegistrar mine;
-  m.initMetadata(&mine, 7);
+  o.initMetadata(&mine, 7);
   EXPECT_EQ(g_Order, (std::vector<int>{1, 1, 4, 1}));
   g_Order.clear();
-  m.initMetadata(&mine, 4);
+  o.initMetadata(&mine, 4);
   EXPECT_EQ(g_Order, (std::vector<int>{4, 1}));
 }
 

@@ -32,7 +32,7 @@ struct Noted : cls_HistoryEntry {
 };
 int Noted::s_Live = 0;
 
-TEST(Uid, CopiesShareAndAssignmentReleasesFirst) {
+TEST(Uid, CopiesShareAssignmentReleasesFirstAndEmptyUidsNeedNoEntry) {
   cls_Uid a;
   EXPECT_EQ(a.UseCount(), 1u);
   cls_Uid b(a);
@@ -51,9 +51,7 @@ TEST(Uid, CopiesShareAndAssignmentReleasesFirst) {
   EXPECT_TRUE(a.UseCount() == 2u && b.UseCount() == 1u);
   cls_Uid shared(a.Entry());
   EXPECT_EQ(a.UseCount(), 3u);
-}
-
-TEST(Uid, EmptyUidsNeedNoEntry) {
+  // Empty identities need no entry.
   cls_Uid e(nullptr);
   EXPECT_TRUE(e.IsEmpty() && e.UseCount() == 0u);
   cls_Uid f(e);

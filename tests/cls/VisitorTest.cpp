@@ -108,7 +108,7 @@ TEST(WriteVisitor, BasePartAndSharedRepresentationUseTheirSlots) {
 
 // No collection check without a field name or a memento; nothing written
 // under a parent that never started.
-TEST(WriteVisitor, UnnamedOrUnstartedVisitorsReachNoMemento) {
+TEST(WriteVisitor, UnnamedOrUnstartedVisitorsReachNoMementoARequestMakesOne) {
   g_Log.clear();
   {
     cls_WriteVisitor root(new Recorder("root"));
@@ -124,9 +124,7 @@ TEST(WriteVisitor, UnnamedOrUnstartedVisitorsReachNoMemento) {
     EXPECT_EQ(grandchild.MakeWriteListPrim<int>(cls_FieldHandle("l", 0), 3), nullptr);
   }
   EXPECT_EQ(g_Log, (std::vector<std::string>{"root:3::5", ":deleted", "root:deleted"}));
-}
-
-TEST(WriteVisitor, RequestMakesTheMementoWithTheObject) {
+  // A request makes the memento, given the object.
   g_Log.clear();
   Request req;
   int object = 0;
