@@ -6,7 +6,6 @@
 
 #include <atomic>
 #include <cerrno>
-#include <functional>
 #include <set>
 
 #include "SpawnTestUtil.h"
@@ -16,22 +15,6 @@
 using namespace spawntest;
 using H = uti_Redirection::Handle;
 using V = std::vector<std::string>;
-
-namespace {
-
-uti_IOErrorException IOError(const std::function<void()>& f) {
-  uti_IOErrorException e("none", 0);
-  Raises<uti_IOErrorException>(f, &e);
-  return e;
-}
-
-// "function errno" of the I/O error f raises.
-std::string FailedCall(const std::function<void()>& f) {
-  uti_IOErrorException e = IOError(f);
-  return S(e.Function()) + " " + std::to_string(e.ErrorNo());
-}
-
-}  // namespace
 
 TEST_F(SpawnTest, ArgvEnvironmentDirectoryAndNoLeakedDescriptors) {
   int leaky = dup(1);  // left inheritable by the caller: must not reach the child
@@ -101,11 +84,11 @@ TEST_F(SpawnTest, NullDeviceDescriptorsAndUsingUp) {
   // output file was opened.
   fd = open(out.c_str(), O_WRONLY | O_CLOEXEC);
   uti_Redirection r2(C(">"), H(fd), C("<"), C(File("missing-input")));
-  uti_IOErrorException e = IOError([&] { s.Start(Words({}), r2); });
-  EXPECT_EQ(S(e.AsString()), "IOError:open failed with error 2: No such file or directory (" + File("missing-input") + ")");
+  EXPECT_EQ(Raises<uti_IOErrorException>([&] { s.Start(Words({}), r2); }),
+            "IOError:open failed with error 2: No such file or directory (" + File("missing-input") + ")");
   uti_Redirection r3(C(">"), C(out));
-  e = IOError([&] { s.spawn(C(File("no-such-program")), utl_FilePath(), Words({}), r3, uti_Environment(), 1); });
-  EXPECT_EQ(S(e.Function()), "CreateProcess");
+  EXPECT_EQ(FailedCall([&] { s.spawn(C(File("no-such-program")), utl_FilePath(), Words({}), r3, uti_Environment(), 1); }),
+            "CreateProcess " + std::to_string(ENOENT));
   EXPECT_EQ(OpenFds(), before);
   EXPECT_EQ(r2.ConstGetRedirector(1).m_Fd, -1);
   EXPECT_TRUE(!s.IsRunning() && s.ExitCode() == -1);

@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <thread>
 
@@ -96,6 +97,18 @@ std::string Raises(F f, E* caught = nullptr) {
   }
   ADD_FAILURE() << "no exception";
   return "";
+}
+
+inline uti_IOErrorException IOError(const std::function<void()>& f) {
+  uti_IOErrorException e("none", 0);
+  Raises<uti_IOErrorException>(f, &e);
+  return e;
+}
+
+// "function errno" of the I/O error f raises.
+inline std::string FailedCall(const std::function<void()>& f) {
+  uti_IOErrorException e = IOError(f);
+  return S(e.Function()) + " " + std::to_string(e.ErrorNo());
 }
 
 struct Spawner : uti_Spawn {
