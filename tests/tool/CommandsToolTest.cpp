@@ -116,10 +116,7 @@ TEST_F(CommandsTool, HelpVersionAndDemo) {
 
   // No scratch directory configured: the demo works in the current one and
   // leaves it as it found it.
-  Options here;
-  here.cwd = dir.Path();
-  here.env = {"TMPDIR=", "SCRATCH="};
-  Result demo = Tool({"demo"}, here);
+  Result demo = Tool({"demo"}, Options{.env = {"TMPDIR=", "SCRATCH="}, .cwd = dir.Path()});
   EXPECT_EQ(demo.status, 0) << Show(demo);
   for (const char* step : {"Cannot create the lock file.", "Data corrupted in section \"notes\"",
                            "<< CLASS NAME: nex_TextException", "*** Error: Write failed (utl_File:"})

@@ -14,9 +14,7 @@ class RecoverTool : public MsfFile {
  protected:
   // The save of args, ended just before step.
   Result Crash(std::vector<std::string> args, int step, const std::string& input = "") {
-    Options o = In(input);
-    o.env = {"VNKUTI_TOOL_SAVE_STOP=" + std::to_string(step)};
-    return Tool(args, o);
+    return Tool(args, Options{.input = input, .env = {"VNKUTI_TOOL_SAVE_STOP=" + std::to_string(step)}});
   }
   std::vector<std::string> Leftovers() {
     std::vector<std::string> names;

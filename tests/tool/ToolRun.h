@@ -34,18 +34,14 @@ struct Result {
 };
 
 struct Options {
-  std::string input;
-  std::vector<std::string> env;  // "K=V" entries added to (or replacing in) ours
-  std::string cwd;
+  std::string input{};
+  std::vector<std::string> env{};  // "K=V" entries added to (or replacing in) ours
+  std::string cwd{};
   int limitSeconds = 60;
 };
 
 // Options with only standard input given.
-inline Options In(const std::string& input) {
-  Options o;
-  o.input = input;
-  return o;
-}
+inline Options In(const std::string& input) { return Options{.input = input}; }
 
 inline Result Tool(const std::vector<std::string>& args, const Options& o = Options()) {
   Result r;
