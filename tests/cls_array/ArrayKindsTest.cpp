@@ -45,7 +45,7 @@ TEST(TwoDArrayPrim, MessagesNameTheirClass) {
             "In cls_2dArrayPrim::GetBuffer() Missing agent.\n");
 }
 
-TEST(SimpleArrayPrim, WholeArraysAndTheirIdentity) {
+TEST(SimpleArrayPrim, WholeArraysTheirIdentityAndBlocksOnlyWithAStore) {
   cls_Uid id;
   cls_SimpleArrayPrim<int> a(id, 4);
   const int data[4] = {4, -3, 2, -1};
@@ -57,6 +57,15 @@ TEST(SimpleArrayPrim, WholeArraysAndTheirIdentity) {
   EXPECT_NE(b.GetUid(), a.GetUid());
   EXPECT_EQ(b.Data()[3], -1);
   EXPECT_EQ(cls_SimpleArrayPrim<float>(-2).Size(), 0);
+  {
+    vnktest::CaptureCerr cap;  // the block operations need a store
+    a.AppendBlock(data, 2);
+    a.ReadBlock(0, 2, out);
+    EXPECT_EQ(cap.Text(),
+              "cls_SimpleArrayPrim::AppendBlock: Collection must be associated with a database for this method.\n"
+              "cls_SimpleArrayPrim::ReadBlock: Collection must be associated with a database for this method.\n");
+    EXPECT_TRUE(out[0] == 0 && a.Size() == 4);
+  }
 
   cls_MemStore store;
   vnktest::Store(store, a);
@@ -73,18 +82,6 @@ TEST(SimpleArrayPrim, WholeArraysAndTheirIdentity) {
   c.ReadBlock(4, 3, tail);
   EXPECT_TRUE(tail[0] == 7 && tail[2] == 0);  // and beyond the stored elements
   EXPECT_EQ(store.Root().FieldAt(0).Value().Object()->FieldAt(0).Collection()->Count(), 6);
-}
-
-TEST(SimpleArrayPrim, StoreOperationsNeedAStore) {
-  cls_SimpleArrayPrim<float> a(3);
-  float out[2] = {5, 5};
-  vnktest::CaptureCerr cap;
-  a.AppendBlock(out, 2);
-  a.ReadBlock(0, 2, out);
-  EXPECT_EQ(cap.Text(),
-            "cls_SimpleArrayPrim::AppendBlock: Collection must be associated with a database for this method.\n"
-            "cls_SimpleArrayPrim::ReadBlock: Collection must be associated with a database for this method.\n");
-  EXPECT_TRUE(out[0] == 0.0f && a.Size() == 3);
 }
 
 }  // namespace
