@@ -43,11 +43,20 @@ TEST(ListLayout, InitializeAndResizeChooseBlockSizeAndSlots) {
     l.Initialize(n);
     EXPECT_EQ(Layout(l), layout) << n;
   }
-  // Resize sets the slots in steps of sixteen.
+  // Resize sets the slots in steps of sixteen: ceil((offset + n) / 256) * 16.
   cow_List<int> l = Range(100);
   EXPECT_EQ(Layout(l), "4 16 100");
-  l.Resize(300);  // ceil(300 / 256) * 16
-  EXPECT_EQ(Layout(l), "4 32 100");
+  for (auto [n, slots] : {std::pair{256, 16}, {257, 32}, {512, 32}, {513, 48}, {300, 32}}) {
+    l.Resize(n);
+    EXPECT_EQ(Layout(l), "4 " + std::to_string(slots) + " 100") << n;
+  }
+  cow_List<int> front;
+  front.Prepend(1);  // 16 slots added in front: offset 255
+  ASSERT_EQ(front.Offset(), 255);
+  front.Resize(1);  // the offset counts: 255 + 1 ends on the step
+  EXPECT_EQ(front.SlotCapacity(), 16);
+  front.Resize(2);
+  EXPECT_EQ(front.SlotCapacity(), 32);
   l.Resize(10);
   EXPECT_EQ(Layout(l), "4 16 10");
   EXPECT_EQ(l.GetSlot(1), nullptr);  // no block kept past the cut
