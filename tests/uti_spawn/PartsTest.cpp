@@ -102,9 +102,8 @@ TEST_F(SearchTest, FindCommandWithoutTheExeRule) {
   EXPECT_EQ(S(Spawner::FindCommand(C("/no/such/prog")).Path()), "/no/such/prog");  // absolute: unchecked
   EXPECT_EQ(S(Spawner::FindCommand(C("local")).Path()), "local");  // runnable here: as given
   EXPECT_EQ(S(Spawner::FindCommand(C("tool")).Path()), m_Path.File("tool"));  // no "tool.exe"
-  EXPECT_EQ(Raises<uti_NotOnPathException>([] { Spawner::FindCommand(C("nothing_like_this")); }),
-            "nothing_like_this not found in PATH.");
-  EXPECT_EQ(Raises<uti_NotOnPathException>([] { Spawner::FindCommand(C("adir")); }), "adir not found in PATH.");
+  for (std::string name : {"nothing_like_this", "adir"})
+    EXPECT_EQ(Raises<uti_NotOnPathException>([&] { Spawner::FindCommand(C(name)); }), name + " not found in PATH.");
   EXPECT_EQ(Raises<nex_TextException>([] { Spawner::FindCommand(C("locked")); }),
             m_Path.File("locked") + " is not executable.");
   EXPECT_THROW(Spawner::FindCommand(C("locked")), uti_NotExecutableException);
