@@ -62,8 +62,7 @@ int Blocks(int n) { return (n + cls_ArrayPrimBlockSize - 1) / cls_ArrayPrimBlock
 TEST(ArrayPrimBlocks, UnattachedArraysKeepEveryBlockAndANewEndBlockLeavesTheAgentAlone) {
   OpenArray a;
   Fill(a, 2049);
-  EXPECT_EQ(a.Size(), 2049);
-  EXPECT_EQ(a.ResidentBlocks(), 2);  // starting at 0 and 2048
+  EXPECT_EQ(std::make_pair(a.Size(), a.ResidentBlocks()), std::make_pair(2049, 2));  // blocks at 0 and 2048
   EXPECT_EQ(a.GetBuffer(0)->Data()[2047], Value(2047));
   EXPECT_EQ(a.GetBuffer(2048)->Data()[0], Value(2048));
   EXPECT_EQ(a.GetBuffer(2049), a.GetBuffer(2048));  // the slot past the end shares the last block
@@ -107,8 +106,8 @@ TEST(ArrayPrimBlocks, SequentialPassLoadsEachBlockOnceAndKeepsOne) {
       most = std::max(most, b.ResidentBlocks());
     }
     EXPECT_TRUE(wrong == 0 && most <= 1) << wrong << " wrong, " << most << " blocks at once";
-    EXPECT_EQ(b.BlockLoads(), Blocks(n));
-    EXPECT_EQ(b.BlockWriteBacks(), 0);  // ConstGet leaves blocks clean
+    // ConstGet leaves blocks clean.
+    EXPECT_EQ(std::make_pair(b.BlockLoads(), b.BlockWriteBacks()), std::make_pair(1LL * Blocks(n), 0LL));
 
     // Get marks each block dirty: every block is written back once.
     for (int i = 0; i < n; ++i) b.Get(i) += 1.0f;
@@ -127,11 +126,10 @@ TEST(ArrayPrimBlocks, AlternatingBlocksReloadOnEverySwitch) {
   vnktest::Store(store, a);
   const long long loads = a.BlockLoads(), writes = a.BlockWriteBacks();
   for (int k = 0; k < 10; ++k) a.ConstGet((k & 1) * 2048);
-  EXPECT_EQ(a.BlockLoads() - loads, 10);
-  EXPECT_EQ(a.BlockWriteBacks(), writes);  // clean blocks are only dropped
+  // Clean blocks are only dropped; each switch of dirty ones writes the one left.
+  EXPECT_EQ(std::make_pair(a.BlockLoads() - loads, a.BlockWriteBacks() - writes), std::make_pair(10LL, 0LL));
   for (int k = 0; k < 10; ++k) a.Get((k & 1) * 2048 + 5) = static_cast<float>(k);
-  EXPECT_EQ(a.BlockLoads() - loads, 20);
-  EXPECT_EQ(a.BlockWriteBacks() - writes, 9);  // each switch writes the one left
+  EXPECT_EQ(std::make_pair(a.BlockLoads() - loads, a.BlockWriteBacks() - writes), std::make_pair(20LL, 9LL));
   EXPECT_EQ(a.ResidentBlocks(), 1);
   EXPECT_TRUE(a.ConstGet(5) == 8.0f && a.ConstGet(2048 + 5) == 9.0f);
 }
