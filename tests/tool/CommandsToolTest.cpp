@@ -43,7 +43,8 @@ TEST_F(CommandsTool, Base64RoundTripsBinaryThroughStreamsAndFiles) {
   }
   EXPECT_EQ(Tool({"base64", "encode"}, In("\xff")).out, "!w==");
   EXPECT_EQ(Tool({"base64", "decode"}, In("TWFu\r\nTWFu\n")).out, "ManMan");
-  EXPECT_EQ(Said(Tool({"base64", "decode", "-strict", "-o", dir.File("back")}, In("/w=="))), "1 |strict checking failure\n");
+  EXPECT_EQ(Said(Tool({"base64", "decode", "-strict", "-o", dir.File("back")}, In("/w=="))),
+            "1 |strict checking failure\n");
   EXPECT_TRUE(ReadAll(dir.File("back")) == AllBytes(100000));  // left as it was
   EXPECT_EQ(Tool({"base64", "decode"}, In("TWF")).err, "padding error\n");
   EXPECT_EQ(Tool({"base64", "squash"}).status, 2);
@@ -87,8 +88,8 @@ TEST_F(CommandsTool, RunTimeoutEnvironmentAndFailures) {
   EXPECT_EQ(env.out, "1 x=y " + std::string(getenv("HOME") ? getenv("HOME") : "") + "\n");
   EXPECT_EQ(Tool({"run", "sh", "-c", "kill -9 $$"}).status, 137);
 
-  EXPECT_EQ(Said(Tool({"run", dir.File("no-such-program")})),
-            "1 |IOError:CreateProcess failed with error 2: No such file or directory (" + dir.File("no-such-program") + ")\n");
+  const std::string none = dir.File("no-such-program");
+  EXPECT_EQ(Said(Tool({"run", none})), "1 |IOError:CreateProcess failed with error 2: No such file or directory (" + none + ")\n");
   EXPECT_EQ(Tool({"run", "cat", "<", dir.File("none")}).status, 1);
   for (std::vector<std::string> bad : std::vector<std::vector<std::string>>{
            {"run"}, {"run", "-timeout", "0", "true"}, {"run", "-env", "=v", "true"},

@@ -123,7 +123,8 @@ TEST_F(MsfTool, DumpPrintsTheFileStoresObject) {
             "0 \n<< CLASS NAME: nex_TextException\n  m_FromFile: utl/impl/utl_File\n  m_FromLine: 7\n"
             "  m_Value: kept for later\n>>\n|");
   Put("raw", "not an object image");
-  EXPECT_EQ(Said(Tool({"msf", "dump", file, "raw"})), "1 |*** Error: Damaged object store \"raw\": truncated header at byte 0.\n");
+  EXPECT_EQ(Said(Tool({"msf", "dump", file, "raw"})),
+            "1 |*** Error: Damaged object store \"raw\": truncated header at byte 0.\n");
 }
 
 TEST_F(MsfTool, BadInputGetsAClearError) {

@@ -52,7 +52,8 @@ TEST_F(SpawnTest, EverySymbolWithFiles) {
   const std::string in = File("in"), out = File("out"), err = File("err"), both = File("both");
   WriteAll(in, "from the file\n");
   WriteAll(out, "old contents that must go\n");
-  EXPECT_EQ(Spawner().Run(Words({"@cat", "@err=to stderr"}), uti_Redirection(C("<"), C(in), C(">"), C(out), C("2>"), C(err))), 0);
+  uti_Redirection files(C("<"), C(in), C(">"), C(out), C("2>"), C(err));
+  EXPECT_EQ(Spawner().Run(Words({"@cat", "@err=to stderr"}), files), 0);
   EXPECT_EQ(ReadAll(out) + "|" + ReadAll(err), "from the file\n|to stderr\n");
   EXPECT_EQ(Spawner().Run(Words({"@out=more", "@err=again"}), uti_Redirection(C(">>"), C(out), C("2>>"), C(err))), 0);
   EXPECT_EQ(ReadAll(out) + "|" + ReadAll(err), "from the file\nmore\n|to stderr\nagain\n");
@@ -206,7 +207,8 @@ TEST_F(SpawnTest, InjectedPlatformFailures) {
             "GetExitCodeProcess " + std::to_string(EINVAL));
   // A redirection file.
   plt_FaultArm(plt_FaultOpen, 1, ENOSPC);
-  EXPECT_EQ(FailedCall([&] { s.Start(Words({}), uti_Redirection(C(">"), C(File("out")))); }), "open " + std::to_string(ENOSPC));
+  EXPECT_EQ(FailedCall([&] { s.Start(Words({}), uti_Redirection(C(">"), C(File("out")))); }),
+            "open " + std::to_string(ENOSPC));
   plt_FaultDisarm();
   // Someone else reaped the child: its status cannot be read.
   s.Start(Words({}));
