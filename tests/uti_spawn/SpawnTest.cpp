@@ -66,7 +66,6 @@ TEST_F(SpawnTest, EverySymbolWithFiles) {
 
 TEST_F(SpawnTest, NullDeviceDescriptorsAndUsingUp) {
   const std::string rep = File("rep"), out = File("out");
-  const int before = OpenFds();
   int fd = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   uti_Redirection r(C("<"), H(uti_Redirection::NullDevice()), C(">"), H(fd), C("2>"), H(2));
   Spawner s;
@@ -76,7 +75,7 @@ TEST_F(SpawnTest, NullDeviceDescriptorsAndUsingUp) {
   EXPECT_EQ(ReadReport(rep)["fd"], (V{"0 /dev/null", "1 " + out, "2 " + std::string(self)}));  // ours
   EXPECT_EQ(ReadAll(out), "through the descriptor\n");
   // Used up: descriptors closed and reset; the file name stays.
-  EXPECT_EQ(OpenFds(), before);
+  EXPECT_EQ(OpenFds(), m_Fds);
   EXPECT_TRUE(r.ConstGetRedirector(1).m_Fd == -1 && r.ConstGetRedirector(2).m_Fd == -1);
   EXPECT_EQ(S(r.ConstGetRedirector(0).m_FileName), "nul");
 
@@ -90,7 +89,7 @@ TEST_F(SpawnTest, NullDeviceDescriptorsAndUsingUp) {
   uti_Redirection r3(C(">"), C(out));
   EXPECT_EQ(FailedCall([&] { s.spawn(C(File("no-such-program")), utl_FilePath(), Words({}), r3, uti_Environment(), 1); }),
             "CreateProcess " + std::to_string(ENOENT));
-  EXPECT_EQ(OpenFds(), before);
+  EXPECT_EQ(OpenFds(), m_Fds);  // while the redirections still exist
   EXPECT_EQ(r2.ConstGetRedirector(1).m_Fd, -1);
   EXPECT_TRUE(!s.IsRunning() && s.ExitCode() == -1);
 }

@@ -1,6 +1,6 @@
 // Shared by the spawn tests: the child program and its report, subclasses
 // that reach the protected start operations, and a fixture that leaves no
-// child, zombie or armed fault behind.
+// child, zombie or armed fault behind and checks that no descriptor leaked.
 #pragma once
 
 #include <dirent.h>
@@ -153,9 +153,11 @@ class SpawnTest : public ::testing::Test {
     for (int pid : Children()) waitpid(pid, nullptr, 0);
     EXPECT_EQ(plt_ProcessReapOrphans(), 0);
     EXPECT_TRUE(Children().empty());
+    EXPECT_EQ(OpenFds(), m_Fds) << "a descriptor leaked";
   }
   std::string File(const std::string& name) const { return m_Dir.File(name); }
   vnktest::TempDir m_Dir;
+  const int m_Fds = OpenFds();
 };
 
 }  // namespace spawntest
