@@ -201,10 +201,15 @@ void cow_ListBase::ReleaseSlots(int from, int to, cow_ListReleaseFn release) noe
   constexpr int kAhead = 8;  // as in UnshareSlots
   for (int k = from; k < to; ++k) {
     if (k + kAhead < to) __builtin_prefetch(m_Slots[k + kAhead], 1);
-    if (m_Slots[k]) {
-      release(m_Slots[k]);
-      m_Slots[k] = nullptr;
-    }
+    cow_ListBlockBase* b = m_Slots[k];
+    if (b == nullptr) continue;
+    // A block another slot array still holds only loses a use: no call
+    // through release for it (after a copy was written, that is every block).
+    if (b->m_UseCount == 1)
+      release(b);
+    else
+      --b->m_UseCount;
+    m_Slots[k] = nullptr;
   }
 }
 
