@@ -48,6 +48,25 @@ TEST(StringCore, AppendFollowsTextLengthFromCount) {
   EXPECT_EQ(S(s), "ab--yzabyz");
   s.insert(0, s.c_str(), 2);
   EXPECT_EQ(S(s), "abab--yzabyz");
+
+  // A run of short appends moves the text a logarithmic number of times,
+  // and a piece taken from the text itself survives each move.
+  atr_String run;
+  std::string model;
+  int moves = 0;
+  for (int i = 0; i < 10000; ++i) {
+    const char* before = run.c_str();
+    if (i % 100 == 99) {
+      run.append(run.c_str(), 8);
+      model.append(model, 0, 8);
+    } else {
+      run.append("01234567", 8);
+      model.append("01234567");
+    }
+    moves += run.c_str() != before;
+  }
+  EXPECT_EQ(S(run), model);
+  EXPECT_LE(moves, 16);
 }
 
 TEST(StringCore, EditingInPlace) {

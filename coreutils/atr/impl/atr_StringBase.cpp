@@ -10,6 +10,7 @@ namespace {
 
 constexpr int kHeader = sizeof(atr_StringRep);
 constexpr int kMaxLength = 0x7FFFFFF0 - kHeader;
+constexpr int kFirstRoom = 32 - kHeader - 1;  // characters; the terminator takes the last byte
 
 inline int ClampLength(const char* s, int length) {
   if (s == nullptr) return 0;
@@ -27,9 +28,11 @@ atr_StringRep* NewInline(int capacity) {
 
 inline char* InlineChars(atr_StringRep* rep) { return reinterpret_cast<char*>(rep + 1); }
 
-// Growth keeps appends amortised O(1): at least half as much again.
+// Growth keeps appends amortised O(1): twice as much, and a little more for
+// the small ones, so that a run of short appends reallocates as often as a
+// std::string does.
 inline int Grown(int current, int needed) {
-  long long want = current + (current >> 1) + 16;
+  long long want = 2LL * current + 16;
   if (want < needed) want = needed;
   if (want > kMaxLength) want = kMaxLength;
   return static_cast<int>(want);
@@ -303,10 +306,11 @@ atr_StringBase& atr_StringBase::AppendGeneral(const char* s, int length, int fro
   if (m_Rep && m_Rep->m_Count == 1 && m_Rep->m_Kind == atr_StringRep::Inline && n + count <= m_Rep->m_Capacity) {
     std::memmove(m_Chars + n, src, count);  // src may lie inside this text
   } else {
-    // Asking for twice the length keeps a run of short appends to a few
-    // reallocations.
+    // MakeWritable grows the record geometrically (Grown).
     int want = n + count;
-    if (n > count && n <= kMaxLength / 2) want = 2 * n;
+    // An empty string that is appended to is likely to grow on: its first
+    // record fills a 32-byte block.
+    if (m_Rep == nullptr && want < kFirstRoom) want = kFirstRoom;
     auto at = reinterpret_cast<std::uintptr_t>(src);
     auto begin = reinterpret_cast<std::uintptr_t>(m_Chars);
     if (m_Rep && at >= begin && at <= begin + static_cast<std::uintptr_t>(n)) {
