@@ -492,7 +492,7 @@ cow_ListBlock<T>* cow_ListBlock<T>::New(int shift) {
   std::size_t bytes = HeaderSize() + (sizeof(T) << shift);
   auto* b = static_cast<cow_ListBlock*>(mem_Malloc(bytes));
   b->m_UseCount = 1;
-  b->m_Elements = reinterpret_cast<T*>(reinterpret_cast<char*>(b) + HeaderSize());
+  b->m_Elements = b->Places();
   b->m_Lo = 0;
   b->m_Hi = 0;
   return b;

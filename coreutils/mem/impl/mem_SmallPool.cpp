@@ -112,6 +112,14 @@ void FreeRegion(Region* r) {
   std::free(r);
 }
 
+// Depot lock held. Where r is, or would go, in the regions by address.
+std::size_t IndexOf(const Region* r) {
+  Depot& d = g_Depot;
+  return std::lower_bound(d.m_Regions, d.m_Regions + d.m_Count, r,
+                          [](const Region* a, const Region* b) { return a->m_Base < b->m_Base; }) -
+         d.m_Regions;
+}
+
 // Depot lock held. A new region, all unused, in address order; null when the
 // C allocator has none (or gives memory the chunk map does not cover).
 Region* AddRegion() {
@@ -133,9 +141,7 @@ Region* AddRegion() {
     return nullptr;
   }
   r->m_Unused = (std::uint32_t(1) << kSlabsPerRegion) - 1;
-  std::size_t at = std::lower_bound(d.m_Regions, d.m_Regions + d.m_Count, r,
-                                    [](const Region* a, const Region* b) { return a->m_Base < b->m_Base; }) -
-                   d.m_Regions;
+  std::size_t at = IndexOf(r);
   std::copy_backward(d.m_Regions + at, d.m_Regions + d.m_Count, d.m_Regions + d.m_Count + 1);
   d.m_Regions[at] = r;
   ++d.m_Count;
@@ -153,13 +159,6 @@ void DropRegion(std::size_t i) {
   d.m_Unused -= kSlabsPerRegion;
   if (d.m_FirstUnused > i) --d.m_FirstUnused;
   FreeRegion(r);
-}
-
-std::size_t IndexOf(const Region* r) {
-  Depot& d = g_Depot;
-  return std::lower_bound(d.m_Regions, d.m_Regions + d.m_Count, r,
-                          [](const Region* a, const Region* b) { return a->m_Base < b->m_Base; }) -
-         d.m_Regions;
 }
 
 // The lowest unused slab, made an empty slab of class c; null when none can be had.
